@@ -1,0 +1,29 @@
+#!/usr/bin/env bash
+# Installs what the build needs when it is missing, then configures and builds.
+# Sourced by run.sh and test.sh.
+set -euo pipefail
+
+KTR_ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+KTR_BUILD="${KTR_BUILD:-$KTR_ROOT/build}"
+
+ktr_packages=(cmake g++ make qtbase5-dev libqt5serialport5-dev qtmultimedia5-dev
+              libqt5multimedia5-plugins)
+
+ktr_install_missing() {
+    local missing=()
+    for pkg in "${ktr_packages[@]}" "$@"; do
+        dpkg -s "$pkg" >/dev/null 2>&1 || missing+=("$pkg")
+    done
+    if [ "${#missing[@]}" -gt 0 ]; then
+        echo "Installing: ${missing[*]}"
+        local sudo=""
+        [ "$(id -u)" -ne 0 ] && sudo="sudo"
+        $sudo apt-get update
+        DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y "${missing[@]}"
+    fi
+}
+
+ktr_build() {
+    cmake -S "$KTR_ROOT" -B "$KTR_BUILD" -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@"
+    cmake --build "$KTR_BUILD" -j"$(nproc)"
+}

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QString>
+
+// Application constants. The few that other subsystems read (the firmware version
+// and the restart codes) live here so that nothing else of the app is included.
+
+inline const QString APP_NAME = QStringLiteral("KTR4207-KIT Controller");
+inline const QString APP_VERSION = QStringLiteral("1.0");
+inline const QString APP_ICON = QStringLiteral("halvorn.ico");
+inline const QString ORG_DISPLAY_NAME = QString::fromUtf8("H\u00e1lvorn Technologies Inc.");
+inline const QString ORG_NAME = QStringLiteral("Halvorn Technologies Inc.");
+inline const QString ORG_DOMAIN = QStringLiteral("halvorn-technologies.com");
+inline const QString APP_YEAR = QStringLiteral("2019");
+inline const QString TOOL_NAME = QStringLiteral("Qt Creator");
+inline const QString TOOL_VERSION = QStringLiteral("4.8.1");
+inline const QString COMPATIBLE_FIRMWARE_VERSION = QStringLiteral("2.3");
+
+// Rich text of the About box, assembled from the constants above.
+extern const QString ABOUT_TEXT;
+
+// Exit codes of QCoreApplication::exit that ask the entry point for another pass.
+constexpr int EXIT_CODE_RESTART = -420;       // File, Open: keep the settings on disk
+constexpr int EXIT_CODE_RESTART_REV_B = -421; // chip changed to revision B
+constexpr int EXIT_CODE_RESTART_REV_C = -422; // chip changed to any other revision

@@ -1,0 +1,5 @@
+#include "mainwindow.h"
+
+MainWindow::MainWindow(PortEnumerator, QWidget *parent) : QMainWindow(parent) {}
+
+MainWindow::~MainWindow() = default;

@@ -1,0 +1,6 @@
+#include "runapplication.h"
+
+int runApplication(int &, char **, PortEnumerator)
+{
+    return 0;
+}

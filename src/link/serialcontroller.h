@@ -1,0 +1,47 @@
+#pragma once
+
+#include "portenumerator.h"
+#include "readtype.h"
+
+#include <QByteArray>
+#include <QObject>
+
+class QSerialPort;
+class QTimer;
+
+// Owns the serial port to the kit: finds the kit among the ports present, opens
+// and closes the port as the kit comes and goes, and carries out each command's
+// exchange on the calling (main) thread, blocking until the reply is over.
+class SerialController : public QObject
+{
+    Q_OBJECT
+public:
+    static constexpr quint16 KitVendorId = 0x04B4;
+    static constexpr quint16 KitProductId = 0x033A;
+    static constexpr int PollIntervalMs = 1000;
+    static constexpr int WriteTimeoutMs = 500;
+    static constexpr int ReplySilenceMs = 100;
+
+    explicit SerialController(PortEnumerator enumerate = systemPorts, QObject *parent = nullptr);
+    ~SerialController() override;
+
+signals:
+    void sigDeviceConnected(bool connected);
+    // One read of a reply; count is the command's read_data_count, not data's size.
+    void sigDataRead(QByteArray data, int count, ReadType read_type);
+
+public slots:
+    void startTimer();
+    void sendData(QByteArray data, int count, int read_data_count, ReadType read_type);
+    bool isConnected();
+
+private:
+    PortCandidate findPort() const;
+    bool openPort();
+    void closePort();
+
+    PortEnumerator enumerate;
+    QSerialPort *serial = nullptr;
+    QTimer *timer = nullptr;
+    bool connected = false;
+};
