@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QObject>
+#include <QStringList>
+
+class QTimer;
+
+// Closes modal dialogs from a timer so that a test never hangs on one. Each
+// message box it meets is answered with its default (or first) button and its
+// text is recorded; file dialogs are rejected unless a file name is queued for
+// them with answerFileDialogs().
+class ModalCloser : public QObject
+{
+    Q_OBJECT
+public:
+    explicit ModalCloser(QObject *parent = nullptr);
+    ~ModalCloser() override;
+
+    QStringList texts() const { return seenTexts; }
+    void clear() { seenTexts.clear(); }
+    // File names to give the next file dialogs, in order; an empty name cancels.
+    void answerFileDialogs(const QStringList &names) { fileAnswers = names; }
+
+private:
+    void closeModal();
+
+    QTimer *timer = nullptr;
+    QStringList seenTexts;
+    QStringList fileAnswers;
+};
