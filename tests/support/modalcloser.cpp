@@ -38,7 +38,7 @@ void ModalCloser::closeModal()
             dialog->reject();
         } else {
             dialog->selectFile(answer);
-            dialog->accept();
+            QMetaObject::invokeMethod(dialog, "accept");
         }
         return;
     }
