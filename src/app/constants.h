@@ -19,6 +19,12 @@ inline const QString COMPATIBLE_FIRMWARE_VERSION = QStringLiteral("2.3");
 // Rich text of the About box, assembled from the constants above.
 extern const QString ABOUT_TEXT;
 
+// Settings key of the chip revision the session was made for: the character code
+// of the revision letter, 66 for "B" and 67 for "C".
+inline const QString CHIPID_KEY = QStringLiteral("chipid");
+constexpr int CHIPID_REV_B = 66;
+constexpr int CHIPID_REV_C = 67;
+
 // Exit codes of QCoreApplication::exit that ask the entry point for another pass.
 constexpr int EXIT_CODE_RESTART = -420;       // File, Open: keep the settings on disk
 constexpr int EXIT_CODE_RESTART_REV_B = -421; // chip changed to revision B
