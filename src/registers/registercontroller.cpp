@@ -1,18 +1,212 @@
 #include "registercontroller.h"
 
+#include "app/constants.h"
+#include "link/registerstore.h"
+#include "link/wire.h"
+#include "registers/registerkeys.h"
+#include "registers/registermap.h"
+#include "registers/registermodel.h"
+
+#include <QSettings>
+
+namespace {
+
+QList<Register *> *channelRegisters(int channel)
+{
+    if (channel < 0 || channel >= channels.size() || !channels.at(channel))
+        return nullptr;
+    return channels.at(channel)->registers;
+}
+
+void seedSettings(QSettings &settings, const QList<Register> &table)
+{
+    settings.beginWriteArray(CHANNELS_KEY);
+    for (int channel = 0; channel < 2; ++channel) {
+        settings.setArrayIndex(channel);
+        settings.beginWriteArray(REGISTERS_KEY);
+        for (int i = 0; i < table.size(); ++i) {
+            const Register &reg = table.at(i);
+            settings.setArrayIndex(i);
+            settings.setValue(REGISTER_ADDRESS_KEY, reg.address);
+            settings.setValue(REGISTER_NAME_KEY, reg.name);
+            settings.setValue(REGISTER_EDITABLE_KEY, reg.editable);
+            settings.setValue(REGISTER_HIDDEN_KEY, reg.hidden);
+            settings.beginWriteArray(FIELDS_KEY);
+            for (int j = 0; j < reg.fields.size(); ++j) {
+                const Field &field = reg.fields.at(j);
+                settings.setArrayIndex(j);
+                settings.setValue(FIELD_NAME_KEY, field.name);
+                settings.setValue(FIELD_VALUE_KEY, field.value);
+                settings.setValue(FIELD_LENGTH_KEY, field.length);
+                settings.setValue(FIELD_MIN_KEY, field.min);
+                settings.setValue(FIELD_MAX_KEY, field.max);
+                settings.setValue(FIELD_DESCRIPTION_KEY, field.description);
+            }
+            settings.endArray();
+        }
+        settings.endArray();
+    }
+    settings.endArray();
+    settings.sync();
+}
+
+quint16 readNumber(const QSettings &settings, const QString &key)
+{
+    return quint16(settings.value(key, 0).toUInt());
+}
+
+} // namespace
+
 RegisterController::RegisterController(SerialController *serial, QObject *parent)
     : SerialDispatcher(serial, parent)
 {
     loadRegisters();
 }
 
-void RegisterController::sendRegister(int, int, int) {}
-void RegisterController::readRegisters() {}
-void RegisterController::saveRegisters() {}
-void RegisterController::updateSettings() {}
-void RegisterController::Dispatch(QByteArray, int, ReadType) {}
-void RegisterController::powerDown() {}
-void RegisterController::powerUp() {}
-void RegisterController::sdoOscillator(int, int) {}
-void RegisterController::setOutput(bool) {}
-void RegisterController::loadRegisters() {}
+void RegisterController::loadRegisters()
+{
+    QSettings settings;
+    int chipid = settings.value(CHIPID_KEY, 0).toInt();
+    if (chipid < 0 || chipid > 255)
+        chipid = 0;
+
+    const int stored = settings.beginReadArray(CHANNELS_KEY);
+    settings.endArray();
+    if (stored == 0)
+        seedSettings(settings, chipid == CHIPID_REV_B ? registers_rev_b : registers_rev_c);
+
+    settings.beginReadArray(CHANNELS_KEY);
+    for (int channel = 0; channel < 2; ++channel) {
+        QList<Register *> *list = channelRegisters(channel);
+        if (!list)
+            continue;
+        settings.setArrayIndex(channel);
+        const int registerCount = qMin(settings.beginReadArray(REGISTERS_KEY), MaxRegisters);
+        for (int i = 0; i < registerCount; ++i) {
+            settings.setArrayIndex(i);
+            auto *reg = new Register;
+            reg->address = readNumber(settings, REGISTER_ADDRESS_KEY) & 0xF;
+            reg->name = settings.value(REGISTER_NAME_KEY).toString();
+            reg->editable = settings.value(REGISTER_EDITABLE_KEY, false).toBool();
+            reg->hidden = settings.value(REGISTER_HIDDEN_KEY, false).toBool();
+            const int fieldCount = qMin(settings.beginReadArray(FIELDS_KEY), MaxFields);
+            for (int j = 0; j < fieldCount; ++j) {
+                settings.setArrayIndex(j);
+                Field field;
+                field.name = settings.value(FIELD_NAME_KEY).toString();
+                field.value = readNumber(settings, FIELD_VALUE_KEY);
+                field.length = readNumber(settings, FIELD_LENGTH_KEY);
+                field.min = readNumber(settings, FIELD_MIN_KEY);
+                field.max = readNumber(settings, FIELD_MAX_KEY);
+                field.description = settings.value(FIELD_DESCRIPTION_KEY).toString();
+                reg->fields.append(field);
+            }
+            settings.endArray();
+            list->append(reg);
+        }
+        settings.endArray();
+    }
+    settings.endArray();
+}
+
+void RegisterController::updateSettings()
+{
+    QSettings settings;
+    settings.beginWriteArray(CHANNELS_KEY);
+    for (int channel = 0; channel < 2; ++channel) {
+        const QList<Register *> *list = channelRegisters(channel);
+        settings.setArrayIndex(channel);
+        settings.beginWriteArray(REGISTERS_KEY);
+        for (int i = 0; list && i < list->size(); ++i) {
+            const Register *reg = list->at(i);
+            settings.setArrayIndex(i);
+            settings.setValue(REGISTER_ADDRESS_KEY, reg->address);
+            settings.setValue(REGISTER_NAME_KEY, reg->name);
+            settings.beginWriteArray(FIELDS_KEY);
+            for (int j = 0; j < reg->fields.size(); ++j) {
+                const Field &field = reg->fields.at(j);
+                settings.setArrayIndex(j);
+                settings.setValue(FIELD_NAME_KEY, field.name);
+                settings.setValue(FIELD_VALUE_KEY, field.value);
+                settings.setValue(FIELD_LENGTH_KEY, field.length);
+                settings.setValue(FIELD_MIN_KEY, field.min);
+                settings.setValue(FIELD_MAX_KEY, field.max);
+                settings.setValue(FIELD_DESCRIPTION_KEY, field.description);
+            }
+            settings.endArray();
+        }
+        settings.endArray();
+    }
+    settings.endArray();
+    settings.sync();
+}
+
+void RegisterController::Dispatch(QByteArray data, int count, ReadType type)
+{
+    Q_UNUSED(count)
+    switch (type) {
+    case ReadRegisters:
+        for (const QByteArray &record : records.feed(data)) {
+            const quint8 channel = quint8(record.at(0));
+            const quint8 high = quint8(record.at(1));
+            const quint8 low = quint8(record.at(2));
+            const quint16 value = quint16(((high & 0x0F) << 8) | low);
+            wordToFields(findRegister(channel, high >> 4), value);
+        }
+        break;
+    case ReadFirmwareId: {
+        const int end = data.indexOf('\0');
+        emit sigSetFirmwareId(QString::fromLatin1(end < 0 ? data : data.left(end)));
+        break;
+    }
+    case ReadChipId:
+        emit sigSetChipId(data);
+        break;
+    default:
+        break;
+    }
+}
+
+void RegisterController::send(const QByteArray &data, int read_data_count, ReadType read_type)
+{
+    emit sigSendData(data, data.size(), read_data_count, read_type);
+}
+
+void RegisterController::sendRegister(int channel, int address, int value)
+{
+    const quint16 word = quint16((address << 12) | value);
+    send(QByteArray("0") + QByteArray::number(channel) + intToBytes(word));
+}
+
+void RegisterController::readRegisters()
+{
+    records.reset();
+    send(QByteArray("4"), RecordSize, ReadRegisters);
+    updateSettings();
+}
+
+void RegisterController::saveRegisters()
+{
+    for (int channel = 0; channel < 2; ++channel)
+        send(QByteArray("1") + QByteArray::number(channel));
+}
+
+void RegisterController::powerDown()
+{
+    send(QByteArray(">"));
+}
+
+void RegisterController::powerUp()
+{
+    send(QByteArray("<"));
+}
+
+void RegisterController::sdoOscillator(int channel, int enable)
+{
+    send(QByteArray("C") + QByteArray::number(channel, 2) + QByteArray::number(enable, 2));
+}
+
+void RegisterController::setOutput(bool enable)
+{
+    send(QByteArray(enable ? "G" : "F"));
+}

@@ -15,9 +15,17 @@ class RegisterController : public SerialDispatcher
 public:
     explicit RegisterController(SerialController *serial, QObject *parent = nullptr);
 
+    // Writes one register: value holds the 12 data bits, address 0 to 15.
     void sendRegister(int channel, int address, int value);
+    // Reads every register back into the store, then writes the store to the settings.
     void readRegisters();
+    // Asks the kit to keep both channels' registers in its EEPROM.
     void saveRegisters();
+
+    static constexpr int RecordSize = 3;
+    // Bounds on what a settings file edited by hand can make the store hold.
+    static constexpr int MaxRegisters = 16;
+    static constexpr int MaxFields = 12;
 
 signals:
     void sigSetFirmwareId(QString firmwareId);
@@ -25,6 +33,7 @@ signals:
     void sigActivatedChannels(QString activatedChannels);
 
 public slots:
+    // Writes the store to the settings, all but editable and hidden.
     void updateSettings();
     void Dispatch(QByteArray data, int count, ReadType type) override;
     void powerDown();
@@ -34,4 +43,7 @@ public slots:
 
 private:
     void loadRegisters();
+    void send(const QByteArray &data, int read_data_count = 0, ReadType read_type = ReadNone);
+
+    RecordAssembler records{RecordSize};
 };

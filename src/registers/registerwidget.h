@@ -7,14 +7,23 @@ class QComboBox;
 class QGridLayout;
 class QLabel;
 class QLineEdit;
+class RegisterLineEdit;
 struct Field;
 
-// The page "Register Config": one channel's registers as a bit-aligned grid.
+// The page "Register Config": one channel's registers as a bit-aligned grid, one
+// grid column per data bit, in a chosen number base, with the details of the field
+// in focus beside it. The rows are built from channel A; the channel box rebinds
+// them to the fields of the chosen channel, matched by register address.
 class RegisterWidget : public QWidget
 {
     Q_OBJECT
 public:
     explicit RegisterWidget(QWidget *parent = nullptr);
+
+    static constexpr int FirstFieldColumn = 8;
+    static constexpr int SendColumn = 20;
+    static inline const QString SendFailText =
+        QStringLiteral("REGISTER SEND FAIL: Fix registers highlighted in red.");
 
 signals:
     void sigSendRegister(int channel, int address, int value);
@@ -27,4 +36,31 @@ public slots:
     void setRegisterToSend();
     void readAll();
     void sendAll();
+
+private slots:
+    void updateRightPanel(const Field *new_field);
+    void updateFields(int index);
+    int getBase();
+
+private:
+    void buildUi();
+    void addRegisterRow(int gridRow, int rowIndex, quint16 address);
+    void connectEditor(RegisterLineEdit *editor);
+    bool rowIsComplete(const QList<QLineEdit *> &row) const;
+    bool rowFits(const QList<QLineEdit *> &row) const;
+    bool channelReadyToSend();
+    void showSendFail();
+
+    QList<QList<QLineEdit *>> rows;
+    QList<quint16> rowAddresses; // the address of each row's register
+    bool show_rsvd = false;
+    QComboBox *channelBox = nullptr;
+    QComboBox *displayTypeBox = nullptr;
+    QGridLayout *grid = nullptr;
+    QLabel *nameValue = nullptr;
+    QLabel *valueValue = nullptr;
+    QLabel *lengthValue = nullptr;
+    QLabel *minValue = nullptr;
+    QLabel *maxValue = nullptr;
+    QLabel *descriptionValue = nullptr;
 };
