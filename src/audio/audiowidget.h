@@ -25,6 +25,9 @@ public slots:
     void stopPlayback();
 
 private:
+    void createUi();
+    void connectUi();
+
     QLabel *infoMessageLabel = nullptr;
     AudioSettingsWidget *audioSettingsWidget = nullptr;
 };

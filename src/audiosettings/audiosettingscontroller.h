@@ -20,4 +20,11 @@ public slots:
     void save();
     void read();
     void send();
+
+private:
+    static constexpr int ReplyRecordSize = 13; // eleven key characters, then the value
+
+    void storeRecord(const QByteArray &record);
+
+    RecordAssembler assembler{ReplyRecordSize};
 };

@@ -23,6 +23,9 @@ private slots:
     void updateSettings(double value);
 
 private:
+    void createUi();
+    QString keyOf(const QDoubleSpinBox *box) const;
+
     QString group;
-    QList<QDoubleSpinBox *> spinBoxes;
+    QList<QDoubleSpinBox *> spinBoxes; // row OFF left to right, then row ON
 };

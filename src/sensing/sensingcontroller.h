@@ -24,11 +24,17 @@ public slots:
                       QString high_freq_feedback, QString high_sens_press_thresh,
                       QString low_sens_press_thresh, QString high_sens_release_thresh,
                       QString low_sens_release_thresh, QString nb_prd_click, QString nb_prd_long,
-                      QString off_amplitude, QString off_offset, QString off_vmax,
-                      QString off_vmin, QString on_amplitude, QString on_offset, QString on_vmax,
-                      QString on_vmin);
+                      QString off_amplitude, QString off_offset, QString off_vmax, QString off_vmin,
+                      QString on_amplitude, QString on_offset, QString on_vmax, QString on_vmin);
     void readSettings();
     void Dispatch(QByteArray data, int count, ReadType type) override;
     void saveSettings();
     void enableSensing(int enable);
+
+private:
+    static constexpr int ReplyRecordSize = 4; // entry index, parameter code, value
+
+    void storeRecord(const QByteArray &record);
+
+    RecordAssembler assembler{ReplyRecordSize};
 };

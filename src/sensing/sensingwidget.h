@@ -29,5 +29,5 @@ public slots:
     void updateOtherChannel();
 
 private:
-    QList<SensingChannel *> channels;
+    QList<SensingChannel *> channels; // channel A first
 };

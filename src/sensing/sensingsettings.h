@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QString>
+#include <functional>
+
+class QSettings;
+
+// The settings array "sensing": one entry for each configuration, the custom
+// entries of channels A and B first, then the actuator presets.
+inline const QString SensingArrayKey = QStringLiteral("sensing");
+inline const QString SensingEditableKey = QStringLiteral("editable");
+inline const QString SensingNameKey = QStringLiteral("name");
+
+// The number of entries of the array; 0 when there is none.
+int sensingArraySize();
+
+// Changes entry `index` of the array: `write` is called with the settings inside
+// that entry. Every index is walked so that the array keeps its size; an index
+// that names no entry writes nothing and gives false.
+bool writeSensingEntry(int index, const std::function<void(QSettings &entry)> &write);
+
+// Installs the custom entries and the presets when the store has no array yet.
+// An array that exists is left as it is, whatever it holds.
+void installSensingDefaults();
