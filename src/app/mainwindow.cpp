@@ -1,5 +1,570 @@
 #include "mainwindow.h"
 
-MainWindow::MainWindow(PortEnumerator, QWidget *parent) : QMainWindow(parent) {}
+#include "audio/audiowidget.h"
+#include "audiosettings/audiosettingscontroller.h"
+#include "constants.h"
+#include "link/serialcontroller.h"
+#include "link/wire.h"
+#include "registers/registercontroller.h"
+#include "registers/registerwidget.h"
+#include "sensing/sensingcontroller.h"
+#include "sensing/sensingwidget.h"
+#include "sensing/thresholdcalibratorcontroller.h"
+#include "sensing/thresholdcalibratorwidget.h"
+#include "settingsfile.h"
 
-MainWindow::~MainWindow() = default;
+#include <QAction>
+#include <QComboBox>
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileDialog>
+#include <QFrame>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSettings>
+#include <QStatusBar>
+#include <QTabWidget>
+#include <QThread>
+#include <QVBoxLayout>
+
+namespace {
+
+const QString FIRST_BOOT_KEY = QStringLiteral("first_boot");
+
+const QString FIRMWARE_PREFIX = QStringLiteral("Firmware ID: ");
+const QString CHIP_PREFIX = QStringLiteral("Chip ID: ");
+
+const QString POWER_DOWN = QStringLiteral("Power Down");
+const QString POWER_UP = QStringLiteral("Power Up");
+const QString START_OSCILLATOR = QStringLiteral("Start Oscillator on SDO");
+const QString STOP_OSCILLATOR = QStringLiteral("Stop Oscillator on SDO");
+const QString DISABLE_OUTPUT = QStringLiteral("Disable All Output");
+const QString ENABLE_OUTPUT = QStringLiteral("Enable All Output");
+const QString DEACTIVATE_SENSING = QStringLiteral("Deactivate Sensing");
+const QString ACTIVATE_SENSING = QStringLiteral("Activate Sensing");
+
+const QString GREEN_STYLE = QStringLiteral(
+    "QLabel { background-color : #5DFC0A; color : black; padding: 5px 5px 5px 5px; }");
+const QString YELLOW_STYLE =
+    QStringLiteral("QLabel { background-color : yellow; color : black;padding: 5px 5px 5px 5px; }");
+const QString RED_STYLE = QStringLiteral(
+    "QLabel { background-color : \t#FF0000; color : white; padding: 5px 5px 5px 5px; }");
+const QString START_STYLE =
+    QStringLiteral("QLabel { background-color : red; color : white;padding: 5px 5px 5px 5px; }");
+const QString CHANNEL_ACTIVE_STYLE = QStringLiteral(
+    "QLabel { background-color : #5DFC0A; color : black;padding: 5px 5px 5px 5px; }");
+const QString CHANNEL_INACTIVE_STYLE =
+    QStringLiteral("QLabel { background-color : red; color : black;padding: 5px 5px 5px 5px; }");
+
+constexpr int STATUS_LABEL_WIDTH = 100;
+constexpr int IDENTIFIER_LABEL_WIDTH = 200;
+constexpr unsigned long PORT_SETTLE_MS = 200;
+
+constexpr quint16 CHIP_ID_REV_B = 0x2466;
+constexpr quint16 CHIP_ID_REV_C = 0x246A;
+
+QLabel *statusLabel(const QString &objectName, QWidget *parent)
+{
+    auto *label = new QLabel(parent);
+    label->setObjectName(objectName);
+    label->setFixedWidth(STATUS_LABEL_WIDTH);
+    label->setAlignment(Qt::AlignCenter);
+    return label;
+}
+
+QPushButton *button(const QString &text, const QString &objectName, QWidget *parent)
+{
+    auto *pushButton = new QPushButton(text, parent);
+    pushButton->setObjectName(objectName);
+    return pushButton;
+}
+
+void showWarning(const QString &text)
+{
+    QMessageBox box(QMessageBox::Warning, QString(), text, QMessageBox::Ok);
+    box.exec();
+}
+
+} // namespace
+
+MainWindow::MainWindow(PortEnumerator enumerate, QWidget *parent) : QMainWindow(parent)
+{
+    serial = new SerialController(std::move(enumerate));
+    registers = new RegisterController(serial);
+    sensing = new SensingController(serial);
+    audioSettings = new AudioSettingsController(serial);
+    calibrator = new ThresholdCalibratorController(serial);
+
+    createUi();
+    setControlsEnabled(false);
+    connectUi();
+    serial->startTimer();
+}
+
+MainWindow::~MainWindow()
+{
+    delete registers;
+    delete sensing;
+    delete audioSettings;
+    delete calibrator;
+    delete serial;
+}
+
+void MainWindow::createUi()
+{
+    auto *central = new QWidget(this);
+    central->setObjectName(QStringLiteral("centralWidget"));
+    auto *layout = new QVBoxLayout(central);
+    createMenus(layout);
+
+    auto *row = new QHBoxLayout;
+    row->addLayout(createControlColumn());
+    row->addWidget(createTabs());
+    layout->addLayout(row);
+    setCentralWidget(central);
+
+    createStatusBar();
+}
+
+void MainWindow::createMenus(QVBoxLayout *layout)
+{
+    // The menu bar lies inside the central widget rather than in the window's frame.
+    auto *menus = new QMenuBar;
+    menus->setObjectName(QStringLiteral("menuBar"));
+    QMenu *fileMenu = menus->addMenu(QStringLiteral("&File"));
+    fileMenu->setObjectName(QStringLiteral("fileMenu"));
+    openAction = fileMenu->addAction(QStringLiteral("Open"));
+    openAction->setObjectName(QStringLiteral("openAction"));
+    saveAction = fileMenu->addAction(QStringLiteral("Save"));
+    saveAction->setObjectName(QStringLiteral("saveAction"));
+    exitAction = fileMenu->addAction(QStringLiteral("Exit"));
+    exitAction->setObjectName(QStringLiteral("exitAction"));
+    QMenu *helpMenu = menus->addMenu(QStringLiteral("&Help"));
+    helpMenu->setObjectName(QStringLiteral("helpMenu"));
+    aboutAction = helpMenu->addAction(QStringLiteral("About"));
+    aboutAction->setObjectName(QStringLiteral("aboutAction"));
+    layout->setMenuBar(menus);
+}
+
+QVBoxLayout *MainWindow::createControlColumn()
+{
+    auto *column = new QVBoxLayout;
+
+    firmwareLabel = new QLabel(FIRMWARE_PREFIX);
+    firmwareLabel->setObjectName(QStringLiteral("firmwareLabel"));
+    firmwareLabel->setFixedWidth(IDENTIFIER_LABEL_WIDTH);
+    column->addWidget(firmwareLabel);
+    chipLabel = new QLabel(CHIP_PREFIX);
+    chipLabel->setObjectName(QStringLiteral("chipLabel"));
+    column->addWidget(chipLabel);
+
+    loadFromDeviceButton =
+        button(QStringLiteral("Load from Device"), QStringLiteral("loadFromDeviceButton"), nullptr);
+    column->addWidget(loadFromDeviceButton);
+    sendToDeviceButton =
+        button(QStringLiteral("Send to Device"), QStringLiteral("sendToDeviceButton"), nullptr);
+    column->addWidget(sendToDeviceButton);
+    sendAndSaveButton = button(QStringLiteral("Send to Device && Save to EEPROM"),
+                               QStringLiteral("sendAndSaveButton"), nullptr);
+    column->addWidget(sendAndSaveButton);
+    column->addStretch();
+
+    auto *oscillatorRow = new QHBoxLayout;
+    oscillatorChannelCombo = new QComboBox;
+    oscillatorChannelCombo->setObjectName(QStringLiteral("oscillatorChannelCombo"));
+    oscillatorChannelCombo->addItems({QStringLiteral("A"), QStringLiteral("B")});
+    oscillatorChannelCombo->setCurrentIndex(0);
+    oscillatorRow->addWidget(oscillatorChannelCombo);
+    oscillatorButton = button(START_OSCILLATOR, QStringLiteral("oscillatorButton"), nullptr);
+    oscillatorRow->addWidget(oscillatorButton);
+    column->addLayout(oscillatorRow);
+
+    auto *line = new QFrame;
+    line->setObjectName(QStringLiteral("separatorLine"));
+    line->setFrameShape(QFrame::HLine);
+    line->setFrameShadow(QFrame::Sunken);
+    column->addWidget(line);
+
+    outputButton = button(DISABLE_OUTPUT, QStringLiteral("outputButton"), nullptr);
+    column->addWidget(outputButton);
+    sensingButton = button(DEACTIVATE_SENSING, QStringLiteral("sensingButton"), nullptr);
+    column->addWidget(sensingButton);
+    powerButton = button(POWER_DOWN, QStringLiteral("powerButton"), nullptr);
+    column->addWidget(powerButton);
+    return column;
+}
+
+QTabWidget *MainWindow::createTabs()
+{
+    tabWidget = new QTabWidget;
+    tabWidget->setObjectName(QStringLiteral("tabWidget"));
+
+    audioPage = new AudioWidget(nullptr);
+    audioPage->setObjectName(QStringLiteral("audioWidget"));
+    tabWidget->addTab(audioPage, QStringLiteral("Audio"));
+    registerPage = new RegisterWidget(nullptr);
+    registerPage->setObjectName(QStringLiteral("registerWidget"));
+    tabWidget->addTab(registerPage, QStringLiteral("Register Config"));
+    sensingPage = new SensingWidget(nullptr);
+    sensingPage->setObjectName(QStringLiteral("sensingWidget"));
+    tabWidget->addTab(sensingPage, QStringLiteral("Sensing Config"));
+    calibratorPage = new ThresholdCalibratorWidget(nullptr);
+    calibratorPage->setObjectName(QStringLiteral("thresholdCalibratorWidget"));
+    tabWidget->addTab(calibratorPage, QStringLiteral("Force Measurement"));
+    return tabWidget;
+}
+
+void MainWindow::createStatusBar()
+{
+    saveLabel = statusLabel(QStringLiteral("saveLabel"), this);
+    syncLabel = statusLabel(QStringLiteral("syncLabel"), this);
+    connectionLabel = statusLabel(QStringLiteral("connectionLabel"), this);
+    connectionLabel->setText(QStringLiteral("Not Connected"));
+    connectionLabel->setStyleSheet(START_STYLE);
+    statusBar()->addPermanentWidget(saveLabel);
+    statusBar()->addPermanentWidget(syncLabel);
+    statusBar()->addPermanentWidget(connectionLabel);
+    connect(serial, &SerialController::sigDeviceConnected, this, &MainWindow::onDeviceConnected);
+
+    // No command asks the kit which channels are active, so these two only follow
+    // setActivatedChannels; they stay hidden until something shows them.
+    channelALabel = statusLabel(QStringLiteral("channelALabel"), this);
+    channelALabel->setText(QStringLiteral("Channel A"));
+    channelALabel->setStyleSheet(CHANNEL_INACTIVE_STYLE);
+    channelALabel->hide();
+    channelBLabel = statusLabel(QStringLiteral("channelBLabel"), this);
+    channelBLabel->setText(QStringLiteral("Channel B"));
+    channelBLabel->setStyleSheet(CHANNEL_INACTIVE_STYLE);
+    channelBLabel->hide();
+
+    markNotSaved();
+    syncLabel->setText(QStringLiteral("Pending Changes"));
+    syncLabel->setStyleSheet(YELLOW_STYLE);
+}
+
+void MainWindow::connectUi()
+{
+    // Runs after onDeviceConnected, so the whole connection sequence happens while
+    // the controls are still disabled.
+    connect(serial, &SerialController::sigDeviceConnected, this, &MainWindow::setControlsEnabled);
+
+    connect(registerPage, &RegisterWidget::sigSendRegister, registers,
+            &RegisterController::sendRegister);
+    connect(registerPage, &RegisterWidget::sigSendRegisterVoid, this,
+            &MainWindow::deactivateSensing);
+    connect(registerPage, &RegisterWidget::sigReadRegisters, registers,
+            &RegisterController::readRegisters);
+    connect(registerPage, &RegisterWidget::sigRegisterUpdated, registers,
+            &RegisterController::updateSettings);
+    connect(registerPage, &RegisterWidget::sigRegisterUpdated, this,
+            &MainWindow::markPendingChanges);
+
+    connect(registers, &RegisterController::sigSetFirmwareId, this, &MainWindow::setFirmwareId);
+    connect(registers, &RegisterController::sigSetChipId, this, &MainWindow::setChipId);
+    connect(registers, &RegisterController::sigActivatedChannels, this,
+            &MainWindow::setActivatedChannels);
+
+    connect(sensingPage, &SensingWidget::sigSend, sensing, &SensingController::sendSettings);
+    connect(sensing, &SensingController::sigUpdateUi, sensingPage, &SensingWidget::updateUi);
+    connect(sensingPage, &SensingWidget::sigValueChanged, this, &MainWindow::markPendingChanges);
+
+    connect(audioSettings, &AudioSettingsController::sigUpdateUi, audioPage,
+            &AudioWidget::sigUpdateUi);
+    connect(audioPage, &AudioWidget::sigAudioSettingUpdated, this, &MainWindow::markPendingChanges);
+    connect(audioPage, &AudioWidget::sigUpdateEnable, this, &MainWindow::setControlsEnabled);
+
+    connect(calibratorPage, &ThresholdCalibratorWidget::sigCalibrateThreshold, calibrator,
+            &ThresholdCalibratorController::setMaxThreshold);
+    connect(calibratorPage, &ThresholdCalibratorWidget::sigGetMaxThreshold, calibrator,
+            &ThresholdCalibratorController::getMaxThreshold);
+    connect(calibrator, &ThresholdCalibratorController::sigSetMaxThreshold, calibratorPage,
+            &ThresholdCalibratorWidget::setMaxThreshold);
+    connect(calibratorPage, &ThresholdCalibratorWidget::sigEnableSensing, this,
+            &MainWindow::activateSensing);
+
+    connect(exitAction, &QAction::triggered, qApp, &QCoreApplication::quit);
+    connect(saveAction, &QAction::triggered, this, &MainWindow::saveSettingsFile);
+    connect(openAction, &QAction::triggered, this, &MainWindow::openSettingsFile);
+    connect(aboutAction, &QAction::triggered, this, &MainWindow::showAbout);
+
+    connect(loadFromDeviceButton, &QPushButton::released, this, &MainWindow::loadFromDevice);
+    connect(sendToDeviceButton, &QPushButton::released, this, &MainWindow::sendToDevice);
+    connect(sendAndSaveButton, &QPushButton::released, this, &MainWindow::sendAndSave);
+    connect(powerButton, &QPushButton::released, this, &MainWindow::togglePower);
+    connect(oscillatorButton, &QPushButton::released, this, &MainWindow::toggleOscillator);
+    connect(sensingButton, &QPushButton::released, this, &MainWindow::toggleSensing);
+    connect(outputButton, &QPushButton::released, this, &MainWindow::toggleOutput);
+}
+
+void MainWindow::setControlsEnabled(bool enabled)
+{
+    loadFromDeviceButton->setEnabled(enabled);
+    sendToDeviceButton->setEnabled(enabled);
+    sendAndSaveButton->setEnabled(enabled);
+    powerButton->setEnabled(enabled);
+    oscillatorButton->setEnabled(enabled);
+    oscillatorChannelCombo->setEnabled(enabled);
+    sensingButton->setEnabled(enabled);
+    registerPage->setEnabled(enabled);
+    audioPage->setEnabled(enabled);
+    outputButton->setEnabled(enabled);
+    calibratorPage->setEnabled(enabled);
+}
+
+void MainWindow::onDeviceConnected(bool connected)
+{
+    if (!connected) {
+        audioPage->stopPlayback();
+        connectionLabel->setText(QStringLiteral("Not Connected"));
+        connectionLabel->setStyleSheet(RED_STYLE);
+        firmwareLabel->setText(FIRMWARE_PREFIX);
+        chipLabel->setText(CHIP_PREFIX);
+        channelALabel->setStyleSheet(CHANNEL_INACTIVE_STYLE);
+        channelBLabel->setStyleSheet(CHANNEL_INACTIVE_STYLE);
+        markPendingChanges();
+        return;
+    }
+
+    connectionLabel->setText(QStringLiteral("Connected"));
+    connectionLabel->setStyleSheet(GREEN_STYLE);
+    // The kit needs a moment after the port opens before it takes a command.
+    QThread::msleep(PORT_SETTLE_MS);
+    serial->sendData(QByteArray("="), 1, 3, ReadFirmwareId);
+    serial->sendData(QByteArray("H"), 1, 3, ReadChipId);
+    markPendingChanges();
+
+    oscillatorButton->setText(START_OSCILLATOR);
+    sensingButton->setText(DEACTIVATE_SENSING);
+    powerButton->setText(POWER_DOWN);
+    outputButton->setText(DISABLE_OUTPUT);
+
+    checkFirstBoot();
+    audioPage->rescanAudioDevices();
+}
+
+void MainWindow::setFirmwareId(QString id)
+{
+    if (id != COMPATIBLE_FIRMWARE_VERSION) {
+        showWarning(QStringLiteral("Firmware version not compatible \nCurrent version: ") + id +
+                    QStringLiteral("\nCompatible version: ") + COMPATIBLE_FIRMWARE_VERSION);
+        QCoreApplication::quit();
+    }
+    firmwareLabel->setText(FIRMWARE_PREFIX + id);
+}
+
+void MainWindow::setChipId(QByteArray data)
+{
+    const quint16 id = bytesToInt(data);
+    QString text =
+        QStringLiteral("0x") + QStringLiteral("%1").arg(id, 4, 16, QLatin1Char('0')).toUpper();
+    int revision = 0;
+    if (id == CHIP_ID_REV_B) {
+        revision = CHIPID_REV_B;
+        text += QStringLiteral(" (Rev B)");
+    } else if (id == CHIP_ID_REV_C) {
+        revision = CHIPID_REV_C;
+        text += QStringLiteral(" (Rev C)");
+    }
+    chipLabel->setText(CHIP_PREFIX + text);
+
+    const int stored = QSettings().value(CHIPID_KEY, 0).toInt();
+    if (quint16(revision) == quint16(stored))
+        return;
+    showWarning(QStringLiteral("Chip ID revision has changed\nCurrent Revision: ") +
+                QChar(quint16(revision)) + QStringLiteral("\nPrevious Revision: ") +
+                QChar(quint16(stored)));
+    QCoreApplication::exit(revision == CHIPID_REV_B ? EXIT_CODE_RESTART_REV_B
+                                                    : EXIT_CODE_RESTART_REV_C);
+}
+
+void MainWindow::setActivatedChannels(QString activatedChannels)
+{
+    const QLatin1Char active('1');
+    channelALabel->setStyleSheet(activatedChannels.startsWith(active) ? CHANNEL_ACTIVE_STYLE
+                                                                      : CHANNEL_INACTIVE_STYLE);
+    channelBLabel->setStyleSheet(activatedChannels.endsWith(active) ? CHANNEL_ACTIVE_STYLE
+                                                                    : CHANNEL_INACTIVE_STYLE);
+}
+
+void MainWindow::markUpToDate()
+{
+    syncLabel->setText(QStringLiteral("Up To Date"));
+    syncLabel->setStyleSheet(GREEN_STYLE);
+}
+
+void MainWindow::markPendingChanges()
+{
+    syncLabel->setText(QStringLiteral("Pending Changes"));
+    syncLabel->setStyleSheet(YELLOW_STYLE);
+    markNotSaved();
+}
+
+void MainWindow::markSaved()
+{
+    saveLabel->setText(QStringLiteral("Saved"));
+    saveLabel->setStyleSheet(GREEN_STYLE);
+}
+
+void MainWindow::markNotSaved()
+{
+    saveLabel->setText(QStringLiteral("Not Saved"));
+    saveLabel->setStyleSheet(YELLOW_STYLE);
+}
+
+void MainWindow::showAbout()
+{
+    QMessageBox::about(this, QStringLiteral("About ") + APP_NAME, ABOUT_TEXT);
+}
+
+void MainWindow::saveSettingsFile()
+{
+    const QString fileName = QFileDialog::getSaveFileName(
+        this, tr("Save Settings"), QDir::currentPath(), tr("INI File (*.ini)"));
+    if (fileName.isEmpty())
+        return;
+    saveSettingsTo(fileName);
+}
+
+void MainWindow::openSettingsFile()
+{
+    const QString fileName =
+        QFileDialog::getOpenFileName(this, QStringLiteral("Open Settings"), QDir::currentPath(),
+                                     QStringLiteral("INI Files (*.ini)"));
+    if (fileName.isEmpty())
+        return;
+    loadSettingsFrom(fileName);
+    QCoreApplication::exit(EXIT_CODE_RESTART);
+}
+
+void MainWindow::loadFromDevice()
+{
+    setCursor(Qt::WaitCursor);
+    sensing->readSettings();
+    audioSettings->read();
+    registerPage->readAll();
+    if (serial->isConnected())
+        markUpToDate();
+    setCursor(Qt::ArrowCursor);
+}
+
+void MainWindow::sendToDevice()
+{
+    setCursor(Qt::WaitCursor);
+    deactivateSensing();
+    sensingPage->send();
+    audioSettings->send();
+    registerPage->sendAll();
+    if (serial->isConnected()) {
+        markUpToDate();
+        activateSensing();
+    }
+    setCursor(Qt::ArrowCursor);
+}
+
+void MainWindow::sendAndSave()
+{
+    sendToDevice();
+    deactivateSensing();
+    setCursor(Qt::WaitCursor);
+    sensing->saveSettings();
+    audioSettings->save();
+    registers->saveRegisters();
+    if (serial->isConnected()) {
+        markUpToDate();
+        markSaved();
+        activateSensing();
+    }
+    setCursor(Qt::ArrowCursor);
+}
+
+void MainWindow::activateSensing()
+{
+    if (sensingButton->text() != ACTIVATE_SENSING)
+        return;
+    sensing->enableSensing(1);
+    sensingButton->setText(DEACTIVATE_SENSING);
+}
+
+void MainWindow::deactivateSensing()
+{
+    if (sensingButton->text() != DEACTIVATE_SENSING)
+        return;
+    sensing->enableSensing(0);
+    sensingButton->setText(ACTIVATE_SENSING);
+}
+
+void MainWindow::toggleSensing()
+{
+    if (sensingButton->text() == ACTIVATE_SENSING)
+        activateSensing();
+    else
+        deactivateSensing();
+}
+
+void MainWindow::toggleOscillator()
+{
+    const int channel = oscillatorChannelCombo->currentIndex();
+    if (oscillatorButton->text() == START_OSCILLATOR) {
+        deactivateSensing();
+        oscillatorButton->setText(STOP_OSCILLATOR);
+        registers->sdoOscillator(channel, 1);
+        setControlsEnabled(false);
+        oscillatorButton->setEnabled(true);
+    } else if (oscillatorButton->text() == STOP_OSCILLATOR) {
+        oscillatorButton->setText(START_OSCILLATOR);
+        registers->sdoOscillator(channel, 0);
+        setControlsEnabled(true);
+    }
+}
+
+void MainWindow::toggleOutput()
+{
+    if (outputButton->text() == DISABLE_OUTPUT) {
+        deactivateSensing();
+        outputButton->setText(ENABLE_OUTPUT);
+        registers->setOutput(false);
+        audioPage->setEnabled(false);
+    } else if (outputButton->text() == ENABLE_OUTPUT) {
+        outputButton->setText(DISABLE_OUTPUT);
+        registers->setOutput(true);
+        audioPage->setEnabled(true);
+    }
+}
+
+void MainWindow::togglePower()
+{
+    if (powerButton->text() == POWER_DOWN) {
+        deactivateSensing();
+        powerButton->setText(POWER_UP);
+        registers->powerDown();
+        setControlsEnabled(false);
+        powerButton->setEnabled(true);
+    } else if (powerButton->text() == POWER_UP) {
+        powerButton->setText(POWER_DOWN);
+        registers->powerUp();
+        setControlsEnabled(true);
+    }
+}
+
+void MainWindow::checkFirstBoot()
+{
+    {
+        QSettings settings;
+        if (!settings.contains(FIRST_BOOT_KEY)) {
+            settings.setValue(FIRST_BOOT_KEY, true);
+            settings.sync();
+        }
+        if (!settings.value(FIRST_BOOT_KEY).toBool())
+            return;
+    }
+    if (!serial->isConnected())
+        return;
+    loadFromDevice();
+    QSettings settings;
+    settings.setValue(FIRST_BOOT_KEY, false);
+    settings.sync();
+}

@@ -2,12 +2,117 @@
 
 #include "link/portenumerator.h"
 
+#include <QByteArray>
 #include <QMainWindow>
+#include <QString>
 
-// The top-level window and the owner of everything a pass of the program runs on.
+class AudioSettingsController;
+class AudioWidget;
+class QAction;
+class QComboBox;
+class QLabel;
+class QPushButton;
+class QTabWidget;
+class QVBoxLayout;
+class RegisterController;
+class RegisterWidget;
+class SensingController;
+class SensingWidget;
+class SerialController;
+class ThresholdCalibratorController;
+class ThresholdCalibratorWidget;
+
+// The top-level window and the owner of everything a pass of the program runs on:
+// the serial link, the four controllers and the four pages, which it wires together.
+// The kit's power, output, oscillator and sensing state is the text of the button
+// concerned; the session's state is the text of the status labels.
 class MainWindow : public QMainWindow
 {
+    Q_OBJECT
 public:
     explicit MainWindow(PortEnumerator enumerate = systemPorts, QWidget *parent = nullptr);
     ~MainWindow() override;
+
+    // Enables or disables everything that acts on the kit. Has no memory: the
+    // last caller decides.
+    void setControlsEnabled(bool enabled);
+
+    // The link came (true) or went (false): identifiers, checks and status.
+    void onDeviceConnected(bool connected);
+    void setFirmwareId(QString id);
+    void setChipId(QByteArray data);
+    // One character per channel, "1" when the channel is active: first A, last B.
+    void setActivatedChannels(QString activatedChannels);
+
+    void markUpToDate();
+    void markPendingChanges();
+    void markSaved();
+    void markNotSaved();
+    void showAbout();
+
+    void saveSettingsFile();
+    void openSettingsFile();
+
+    void loadFromDevice();
+    void sendToDevice();
+    void sendAndSave();
+    void activateSensing();
+    void deactivateSensing();
+    void toggleSensing();
+    void toggleOscillator();
+    void toggleOutput();
+    void togglePower();
+    void checkFirstBoot();
+
+    SerialController *serialController() const { return serial; }
+    RegisterController *registerController() const { return registers; }
+    SensingController *sensingController() const { return sensing; }
+    AudioSettingsController *audioSettingsController() const { return audioSettings; }
+    ThresholdCalibratorController *thresholdCalibratorController() const { return calibrator; }
+    AudioWidget *audioWidget() const { return audioPage; }
+    RegisterWidget *registerWidget() const { return registerPage; }
+    SensingWidget *sensingWidget() const { return sensingPage; }
+    ThresholdCalibratorWidget *thresholdCalibratorWidget() const { return calibratorPage; }
+
+private:
+    void createUi();
+    void createMenus(QVBoxLayout *layout);
+    QVBoxLayout *createControlColumn();
+    QTabWidget *createTabs();
+    void createStatusBar();
+    void connectUi();
+
+    SerialController *serial = nullptr;
+    RegisterController *registers = nullptr;
+    SensingController *sensing = nullptr;
+    AudioSettingsController *audioSettings = nullptr;
+    ThresholdCalibratorController *calibrator = nullptr;
+
+    QAction *openAction = nullptr;
+    QAction *saveAction = nullptr;
+    QAction *exitAction = nullptr;
+    QAction *aboutAction = nullptr;
+
+    QLabel *firmwareLabel = nullptr;
+    QLabel *chipLabel = nullptr;
+    QPushButton *loadFromDeviceButton = nullptr;
+    QPushButton *sendToDeviceButton = nullptr;
+    QPushButton *sendAndSaveButton = nullptr;
+    QComboBox *oscillatorChannelCombo = nullptr;
+    QPushButton *oscillatorButton = nullptr;
+    QPushButton *outputButton = nullptr;
+    QPushButton *sensingButton = nullptr;
+    QPushButton *powerButton = nullptr;
+
+    QTabWidget *tabWidget = nullptr;
+    AudioWidget *audioPage = nullptr;
+    RegisterWidget *registerPage = nullptr;
+    SensingWidget *sensingPage = nullptr;
+    ThresholdCalibratorWidget *calibratorPage = nullptr;
+
+    QLabel *saveLabel = nullptr;
+    QLabel *syncLabel = nullptr;
+    QLabel *connectionLabel = nullptr;
+    QLabel *channelALabel = nullptr;
+    QLabel *channelBLabel = nullptr;
 };

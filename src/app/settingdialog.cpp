@@ -1,0 +1,58 @@
+#include "settingdialog.h"
+
+#include "settingsfile.h"
+
+#include <QFileDialog>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+SettingDialog::SettingDialog() : QDialog(nullptr)
+{
+    createUi();
+}
+
+void SettingDialog::createUi()
+{
+    auto *layout = new QVBoxLayout(this);
+    auto *question = new QLabel(QStringLiteral("Wich setting do you want to load?"), this);
+    question->setObjectName(QStringLiteral("questionLabel"));
+    layout->addWidget(question);
+
+    auto *buttons = new QHBoxLayout;
+    auto *restoreButton = new QPushButton(QStringLiteral("Restore Last Session"), this);
+    restoreButton->setObjectName(QStringLiteral("restoreButton"));
+    auto *loadButton = new QPushButton(QStringLiteral("Load File"), this);
+    loadButton->setObjectName(QStringLiteral("loadButton"));
+    auto *newButton = new QPushButton(QStringLiteral("Start a New Session"), this);
+    newButton->setObjectName(QStringLiteral("newButton"));
+    buttons->addWidget(restoreButton);
+    buttons->addWidget(loadButton);
+    buttons->addWidget(newButton);
+    layout->addLayout(buttons);
+
+    connect(restoreButton, &QPushButton::released, this, &SettingDialog::restoreFile);
+    connect(loadButton, &QPushButton::released, this, &SettingDialog::loadFile);
+    connect(newButton, &QPushButton::released, this, &SettingDialog::newFile);
+}
+
+void SettingDialog::restoreFile()
+{
+    done(1);
+}
+
+void SettingDialog::loadFile()
+{
+    const QString fileName = QFileDialog::getOpenFileName(
+        this, QStringLiteral("Open Settings"), QString(), QStringLiteral("INI Files (*.ini)"));
+    if (!fileName.isEmpty())
+        loadSettingsFrom(fileName);
+    done(1);
+}
+
+void SettingDialog::newFile()
+{
+    removeSettingsFile();
+    done(1);
+}
