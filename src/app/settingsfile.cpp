@@ -44,8 +44,5 @@ void removeSettingsFile()
 
 bool saveSettingsTo(const QString &target)
 {
-    const QString current = QSettings().fileName();
-    if (QFileInfo(current).absoluteFilePath() == QFileInfo(target).absoluteFilePath())
-        return true;
-    return replaceWithCopy(current, target);
+    return replaceWithCopy(QSettings().fileName(), target);
 }
