@@ -108,28 +108,40 @@ void TestSensingController::encodesEachText_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<QByteArray>("command");
 
-    QTest::newRow("amplitude 0.75 on A") << "0" << "low_amp_multiplicator" << "0.75"
-                                         << bytes({0x32, 0x30, 0x30, 0x00, 0x4B});
-    QTest::newRow("negative vmin on B")
-        << "1" << "on_vmin" << "-10.00" << bytes({0x32, 0x31, 0x40, 0xFC, 0x18});
-    QTest::newRow("half rounds away from zero")
-        << "0" << "off_offset" << "0.125" << bytes({0x32, 0x30, 0x3B, 0x00, 0x0D});
-    QTest::newRow("count as word") << "0" << "high_freq_feedback" << "180"
-                                   << bytes({0x32, 0x30, 0x34, 0x00, 0xB4});
+    QTest::newRow("amplitude 0.75 on A") << "0"
+                                         << "low_amp_multiplicator"
+                                         << "0.75" << bytes({0x32, 0x30, 0x30, 0x00, 0x4B});
+    QTest::newRow("negative vmin on B") << "1"
+                                        << "on_vmin"
+                                        << "-10.00" << bytes({0x32, 0x31, 0x40, 0xFC, 0x18});
+    QTest::newRow("half rounds away from zero") << "0"
+                                                << "off_offset"
+                                                << "0.125" << bytes({0x32, 0x30, 0x3B, 0x00, 0x0D});
+    QTest::newRow("count as word") << "0"
+                                   << "high_freq_feedback"
+                                   << "180" << bytes({0x32, 0x30, 0x34, 0x00, 0xB4});
     QTest::newRow("count keeps its low 16 bits")
-        << "0" << "low_freq_feedback" << "70000" << bytes({0x32, 0x30, 0x33, 0x11, 0x70});
-    QTest::newRow("negative count as word")
-        << "0" << "nb_prd_long" << "-1" << bytes({0x32, 0x30, 0x39, 0xFF, 0xFF});
-    QTest::newRow("real too large is clamped")
-        << "0" << "off_vmax" << "400" << bytes({0x32, 0x30, 0x3C, 0x7F, 0xFF});
-    QTest::newRow("real too small is clamped")
-        << "1" << "on_amplitude" << "-400" << bytes({0x32, 0x31, 0x3F, 0x80, 0x00});
-    QTest::newRow("real text that is no number")
-        << "0" << "on_offset" << "abc" << bytes({0x32, 0x30, 0x21, 0x00, 0x00});
-    QTest::newRow("count text with a fraction")
-        << "0" << "nb_prd_click" << "1.5" << bytes({0x32, 0x30, 0x37, 0x00, 0x00});
-    QTest::newRow("decimal comma is no number")
-        << "0" << "high_amp_press" << "0,75" << bytes({0x32, 0x30, 0x31, 0x00, 0x00});
+        << "0"
+        << "low_freq_feedback"
+        << "70000" << bytes({0x32, 0x30, 0x33, 0x11, 0x70});
+    QTest::newRow("negative count as word") << "0"
+                                            << "nb_prd_long"
+                                            << "-1" << bytes({0x32, 0x30, 0x39, 0xFF, 0xFF});
+    QTest::newRow("real too large is clamped") << "0"
+                                               << "off_vmax"
+                                               << "400" << bytes({0x32, 0x30, 0x3C, 0x7F, 0xFF});
+    QTest::newRow("real too small is clamped") << "1"
+                                               << "on_amplitude"
+                                               << "-400" << bytes({0x32, 0x31, 0x3F, 0x80, 0x00});
+    QTest::newRow("real text that is no number") << "0"
+                                                 << "on_offset"
+                                                 << "abc" << bytes({0x32, 0x30, 0x21, 0x00, 0x00});
+    QTest::newRow("count text with a fraction") << "0"
+                                                << "nb_prd_click"
+                                                << "1.5" << bytes({0x32, 0x30, 0x37, 0x00, 0x00});
+    QTest::newRow("decimal comma is no number") << "0"
+                                                << "high_amp_press"
+                                                << "0,75" << bytes({0x32, 0x30, 0x31, 0x00, 0x00});
 }
 
 void TestSensingController::encodesEachText()
@@ -162,8 +174,8 @@ void TestSensingController::storesRecords_data()
                                         << sensing << "sensing/1/off_amplitude" << 60.0;
     QTest::newRow("count into Custom 1") << QList<QByteArray>{bytes({0x01, 0x36, 0x00, 0x0F})}
                                          << sensing << "sensing/2/low_sens_press_thresh" << 15.0;
-    QTest::newRow("negative real") << QList<QByteArray>{bytes({0x00, 0x3E, 0xFC, 0x18})}
-                                   << sensing << "sensing/1/off_vmin" << -10.0;
+    QTest::newRow("negative real") << QList<QByteArray>{bytes({0x00, 0x3E, 0xFC, 0x18})} << sensing
+                                   << "sensing/1/off_vmin" << -10.0;
     QTest::newRow("record split in two pieces")
         << QList<QByteArray>{bytes({0x00, 0x3A}), bytes({0x17, 0x70})} << sensing
         << "sensing/1/off_amplitude" << 60.0;
@@ -175,15 +187,14 @@ void TestSensingController::storesRecords_data()
             << QList<QByteArray>{bytes({0x00, code, 0x00, 0x05})} << sensing << QString() << 0.0;
     QTest::newRow("index beyond the array")
         << QList<QByteArray>{bytes({0x04, 0x30, 0x00, 0x05})} << sensing << QString() << 0.0;
-    QTest::newRow("negative index") << QList<QByteArray>{bytes({0xFF, 0x30, 0x00, 0x05})}
-                                    << sensing << QString() << 0.0;
-    QTest::newRow("piece of three bytes") << QList<QByteArray>{bytes({0x00, 0x3A, 0x17})}
-                                          << sensing << QString() << 0.0;
+    QTest::newRow("negative index")
+        << QList<QByteArray>{bytes({0xFF, 0x30, 0x00, 0x05})} << sensing << QString() << 0.0;
+    QTest::newRow("piece of three bytes")
+        << QList<QByteArray>{bytes({0x00, 0x3A, 0x17})} << sensing << QString() << 0.0;
     QTest::newRow("piece of two bytes")
         << QList<QByteArray>{bytes({0x01, 0x36})} << sensing << QString() << 0.0;
-    QTest::newRow("reply of another type")
-        << QList<QByteArray>{bytes({0x00, 0x3A, 0x17, 0x70})} << int(ReadAudioSettings)
-        << QString() << 0.0;
+    QTest::newRow("reply of another type") << QList<QByteArray>{bytes({0x00, 0x3A, 0x17, 0x70})}
+                                           << int(ReadAudioSettings) << QString() << 0.0;
 }
 
 void TestSensingController::storesRecords()
@@ -226,7 +237,8 @@ void TestSensingController::readAsksAndRefreshes()
     QVERIFY(refreshed.isValid());
     controller->readSettings();
     QCOMPARE(sent.count(), 1);
-    QCOMPARE(sent.at(0), (QList<QVariant>{QByteArray("5"), 1, 4, QVariant::fromValue(ReadSensing)}));
+    QCOMPARE(sent.at(0),
+             (QList<QVariant>{QByteArray("5"), 1, 4, QVariant::fromValue(ReadSensing)}));
     QCOMPARE(refreshed.count(), 1);
 }
 

@@ -52,16 +52,26 @@ void TestSensingSettings::presetValuesAreExact_data()
     QTest::addColumn<QString>("key");
     QTest::addColumn<QString>("text");
 
-    QTest::newRow("TDK multiplicator") << 2 << "low_amp_multiplicator" << "0.75";
-    QTest::newRow("TDK press amplitude") << 2 << "high_amp_press" << "1";
-    QTest::newRow("TDK low press threshold") << 2 << "low_sens_press_thresh" << "15";
-    QTest::newRow("TDK high press threshold") << 2 << "high_sens_press_thresh" << "12";
-    QTest::newRow("TDK off vmin") << 2 << "off_vmin" << "-10";
-    QTest::newRow("TDK long feedback") << 2 << "nb_prd_long" << "10";
-    QTest::newRow("MIDE low release threshold") << 3 << "low_sens_release_thresh" << "130";
-    QTest::newRow("MIDE high release threshold") << 3 << "high_sens_release_thresh" << "90";
-    QTest::newRow("MIDE on vmin") << 3 << "on_vmin" << "-95";
-    QTest::newRow("MIDE high frequency") << 3 << "high_freq_feedback" << "180";
+    QTest::newRow("TDK multiplicator") << 2 << "low_amp_multiplicator"
+                                       << "0.75";
+    QTest::newRow("TDK press amplitude") << 2 << "high_amp_press"
+                                         << "1";
+    QTest::newRow("TDK low press threshold") << 2 << "low_sens_press_thresh"
+                                             << "15";
+    QTest::newRow("TDK high press threshold") << 2 << "high_sens_press_thresh"
+                                              << "12";
+    QTest::newRow("TDK off vmin") << 2 << "off_vmin"
+                                  << "-10";
+    QTest::newRow("TDK long feedback") << 2 << "nb_prd_long"
+                                       << "10";
+    QTest::newRow("MIDE low release threshold") << 3 << "low_sens_release_thresh"
+                                                << "130";
+    QTest::newRow("MIDE high release threshold") << 3 << "high_sens_release_thresh"
+                                                 << "90";
+    QTest::newRow("MIDE on vmin") << 3 << "on_vmin"
+                                  << "-95";
+    QTest::newRow("MIDE high frequency") << 3 << "high_freq_feedback"
+                                         << "180";
 }
 
 void TestSensingSettings::presetValuesAreExact()
