@@ -99,6 +99,12 @@ void SensingChannel::createUi()
         form->addRow(label, field);
         fields[int(parameter - parameters.constData())] = field;
     }
+    // One width for all fields, so that the column reads as one.
+    int width = 0;
+    for (QAbstractSpinBox *field : qAsConst(fields))
+        width = qMax(width, field->sizeHint().width());
+    for (QAbstractSpinBox *field : qAsConst(fields))
+        field->setMinimumWidth(width);
 }
 
 void SensingChannel::addHeading(QFormLayout *form, const QString &text)
