@@ -4,7 +4,6 @@
 #include "support/testsettings.h"
 
 #include <QComboBox>
-#include <QDoubleSpinBox>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QSpinBox>
@@ -26,11 +25,6 @@ void store(int index, const QString &key, const QVariant &value)
     writeSensingEntry(index, [&](QSettings &entry) { entry.setValue(key, value); });
 }
 
-QString shown(SensingChannel &panel, const QString &key)
-{
-    return panel.findChild<QAbstractSpinBox *>(key)->text();
-}
-
 } // namespace
 
 class TestSensingChannel : public QObject
@@ -45,7 +39,6 @@ private slots:
     }
     void cleanup() { QLocale::setDefault(QLocale::c()); }
 
-    void startsOnItsOwnEntry();
     void showsStoredValuesWithinRange_data();
     void showsStoredValuesWithinRange();
     void editStoresTheShownValue_data();
@@ -57,20 +50,6 @@ private:
     TestSettings settings;
 };
 
-void TestSensingChannel::startsOnItsOwnEntry()
-{
-    SensingChannel panel(1);
-    auto *selector = panel.findChild<QComboBox *>("configSelector");
-    QVERIFY(selector);
-    QCOMPARE(selector->count(), 4);
-    QCOMPARE(selector->currentText(), QString("Custom 1"));
-    QCOMPARE(selector->itemText(Tdk), QString("TDK PowerHap 2.5G"));
-    QCOMPARE(panel.findChildren<QAbstractSpinBox *>().size(), 19);
-    // The first display corrects nothing, although 0 lies below several ranges.
-    QCOMPARE(shown(panel, "low_freq_feedback"), QString("1"));
-    QCOMPARE(stored(1, "low_freq_feedback").toString(), QString("0"));
-}
-
 void TestSensingChannel::showsStoredValuesWithinRange_data()
 {
     QTest::addColumn<QString>("key");
@@ -78,28 +57,27 @@ void TestSensingChannel::showsStoredValuesWithinRange_data()
     QTest::addColumn<bool>("fromPreset"); // reached from the TDK preset rather than reloaded
     QTest::addColumn<QString>("display");
     QTest::addColumn<QVariant>("storedAfter");
-    QTest::addColumn<int>("changes");
 
-    QTest::newRow("zero count reloaded stays zero")
-        << "low_freq_feedback" << QVariant(0) << false << "1" << QVariant(0) << 0;
+    QTest::newRow("zero count shown at construction and reloaded stays zero")
+        << "low_freq_feedback" << QVariant(0) << false << "1" << QVariant(0);
     QTest::newRow("zero count reached from preset is corrected")
-        << "low_freq_feedback" << QVariant(0) << true << "1" << QVariant("1") << 1;
+        << "low_freq_feedback" << QVariant(0) << true << "1" << QVariant("1");
     QTest::newRow("limit equal to what was shown corrects nothing")
-        << "nb_prd_click" << QVariant(0) << true << "1" << QVariant(0) << 0;
+        << "nb_prd_click" << QVariant(0) << true << "1" << QVariant(0);
     QTest::newRow("count above range")
-        << "high_sens_press_thresh" << QVariant("300") << true << "255" << QVariant("255") << 1;
+        << "high_sens_press_thresh" << QVariant("300") << true << "255" << QVariant("255");
     QTest::newRow("real above range")
-        << "off_amplitude" << QVariant("120") << true << "95.00" << QVariant("95.00") << 1;
+        << "off_amplitude" << QVariant("120") << true << "95.00" << QVariant("95.00");
     QTest::newRow("real below range")
-        << "low_amp_multiplicator" << QVariant(-0.5f) << true << "0.00" << QVariant("0.00") << 1;
+        << "low_amp_multiplicator" << QVariant(-0.5f) << true << "0.00" << QVariant("0.00");
     QTest::newRow("text with two decimals is quiet")
-        << "off_vmin" << QVariant("-10.30") << true << "-10.30" << QVariant("-10.30") << 0;
+        << "off_vmin" << QVariant("-10.30") << true << "-10.30" << QVariant("-10.30");
     QTest::newRow("float with two decimals is quiet")
-        << "on_offset" << QVariant(-10.3f) << true << "-10.30" << QVariant(-10.3f) << 0;
+        << "on_offset" << QVariant(-10.3f) << true << "-10.30" << QVariant(-10.3f);
     QTest::newRow("third decimal is rounded away")
-        << "high_amp_release" << QVariant("0.123") << true << "0.12" << QVariant("0.12") << 1;
+        << "high_amp_release" << QVariant("0.123") << true << "0.12" << QVariant("0.12");
     QTest::newRow("text that is no number reads as 0")
-        << "off_offset" << QVariant("abc") << true << "0.00" << QVariant("abc") << 0;
+        << "off_offset" << QVariant("abc") << true << "0.00" << QVariant("abc");
 }
 
 void TestSensingChannel::showsStoredValuesWithinRange()
@@ -109,7 +87,6 @@ void TestSensingChannel::showsStoredValuesWithinRange()
     QFETCH(bool, fromPreset);
     QFETCH(QString, display);
     QFETCH(QVariant, storedAfter);
-    QFETCH(int, changes);
 
     // Custom 0 equals the preset but for the field under test, so that only that
     // field can change on the way from the preset to the custom entry.
@@ -128,9 +105,9 @@ void TestSensingChannel::showsStoredValuesWithinRange()
     else
         panel.updateFields(Custom0);
 
-    QCOMPARE(shown(panel, key), display);
+    QCOMPARE(panel.findChild<QAbstractSpinBox *>(key)->text(), display);
     QCOMPARE(stored(Custom0, key), storedAfter);
-    QCOMPARE(spy.count(), changes);
+    QCOMPARE(spy.count(), storedAfter == value ? 0 : 1);
 }
 
 void TestSensingChannel::editStoresTheShownValue_data()
@@ -147,15 +124,9 @@ void TestSensingChannel::editStoresTheShownValue_data()
     QTest::newRow("output range") << "off_vmin"
                                   << "-10" << false << "-9.90"
                                   << "-9.90";
-    QTest::newRow("amplitude") << "low_amp_multiplicator"
-                               << "0.74" << false << "0.75"
-                               << "0.75";
     QTest::newRow("amplitude, decimal comma") << "low_amp_multiplicator"
                                               << "0.74" << true << "0,75"
                                               << "0.75";
-    QTest::newRow("output range, decimal comma") << "on_vmax"
-                                                 << "59.9" << true << "60,00"
-                                                 << "60.00";
 }
 
 void TestSensingChannel::editStoresTheShownValue()
@@ -174,7 +145,6 @@ void TestSensingChannel::editStoresTheShownValue()
     QVERIFY(spy.isValid());
 
     auto *field = panel.findChild<QAbstractSpinBox *>(key);
-    QVERIFY(field->isEnabled());
     QTest::keyClick(field, Qt::Key_Up);
 
     QCOMPARE(field->text(), display);
@@ -190,12 +160,10 @@ void TestSensingChannel::presetIsReadOnlyButSends_data()
     QTest::addColumn<QString>("text");
 
     QTest::newRow("TDK low press threshold") << Tdk << 7 << "15";
-    QTest::newRow("TDK high press threshold") << Tdk << 6 << "12";
     QTest::newRow("TDK off vmin") << Tdk << 15 << "-10";
     QTest::newRow("TDK multiplicator") << Tdk << 1 << "0.75";
     QTest::newRow("MIDE low release threshold") << Mide << 9 << "130";
     QTest::newRow("MIDE high release threshold") << Mide << 8 << "90";
-    QTest::newRow("MIDE on vmax") << Mide << 18 << "95";
 }
 
 void TestSensingChannel::presetIsReadOnlyButSends()
@@ -206,15 +174,15 @@ void TestSensingChannel::presetIsReadOnlyButSends()
 
     SensingChannel panel(1);
     panel.findChild<QComboBox *>("configSelector")->setCurrentIndex(index);
-    for (QAbstractSpinBox *field : panel.findChildren<QAbstractSpinBox *>())
+    const QList<QAbstractSpinBox *> fields = panel.findChildren<QAbstractSpinBox *>();
+    QCOMPARE(fields.size(), 19);
+    for (QAbstractSpinBox *field : fields)
         QVERIFY2(!field->isEnabled(), qPrintable(field->objectName()));
-    QVERIFY(panel.findChild<QComboBox *>("configSelector")->isEnabled());
 
     QSignalSpy spy(&panel, &SensingChannel::sigSend);
     QVERIFY(spy.isValid());
     panel.send();
     QCOMPARE(spy.count(), 1);
-    QCOMPARE(spy.at(0).size(), 20);
     QCOMPARE(spy.at(0).at(0).toString(), QString("1"));
     QCOMPARE(spy.at(0).at(argument).toString(), text);
 }

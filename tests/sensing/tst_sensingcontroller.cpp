@@ -10,26 +10,6 @@
 
 namespace {
 
-QList<PortCandidate> noPorts()
-{
-    return {};
-}
-
-// Nineteen texts in the order of the send signature, all "0" but one.
-QStringList textsWith(const QString &key, const QString &text)
-{
-    QStringList texts;
-    for (const SensingParameter *parameter : sensingParametersInWireOrder())
-        texts.append(parameter->key == key ? text : QStringLiteral("0"));
-    return texts;
-}
-
-void callSend(SensingController &controller, const QString &channel, const QStringList &t)
-{
-    controller.sendSettings(channel, t[0], t[1], t[2], t[3], t[4], t[5], t[6], t[7], t[8], t[9],
-                            t[10], t[11], t[12], t[13], t[14], t[15], t[16], t[17], t[18]);
-}
-
 QMap<QString, QString> snapshot()
 {
     QSettings settings;
@@ -37,14 +17,6 @@ QMap<QString, QString> snapshot()
     for (const QString &key : settings.allKeys())
         values.insert(key, settings.value(key).toString());
     return values;
-}
-
-QByteArray bytes(std::initializer_list<int> list)
-{
-    QByteArray result;
-    for (int b : list)
-        result.append(char(b));
-    return result;
 }
 
 } // namespace
@@ -58,7 +30,7 @@ private slots:
     void init()
     {
         settings.reset();
-        serial = new SerialController(noPorts);
+        serial = new SerialController([] { return QList<PortCandidate>(); });
         controller = new SensingController(serial);
     }
     void cleanup()
@@ -67,14 +39,13 @@ private slots:
         delete serial;
     }
 
-    void sendsNineteenCommandsInWireOrder();
-    void encodesEachText_data();
-    void encodesEachText();
+    void installsDefaultsOnce();
+    void leavesAnExistingArrayAlone();
+    void sendsNineteenCommands_data();
+    void sendsNineteenCommands();
     void storesRecords_data();
     void storesRecords();
-    void staleTailDoesNotJoinNextRead();
-    void readAsksAndRefreshes();
-    void saveAndEnable();
+    void otherCommands();
 
 private:
     TestSettings settings;
@@ -82,178 +53,152 @@ private:
     SensingController *controller = nullptr;
 };
 
-void TestSensingController::sendsNineteenCommandsInWireOrder()
+void TestSensingController::installsDefaultsOnce()
 {
-    QSignalSpy spy(controller, &SerialDispatcher::sigSendData);
-    QVERIFY(spy.isValid());
-    callSend(*controller, QStringLiteral("1"), textsWith(QString(), QString()));
-    QCOMPARE(spy.count(), 19);
-    QByteArray codes;
-    for (const QList<QVariant> &call : qAsConst(spy)) {
-        const QByteArray command = call.at(0).toByteArray();
-        QCOMPARE(command.size(), 5);
-        QCOMPARE(call.at(1).toInt(), 5);
-        QCOMPARE(call.at(2).toInt(), 0);
-        QCOMPARE(call.at(3).value<ReadType>(), ReadNone);
-        QCOMPARE(command.left(2), QByteArray("21"));
-        codes.append(command.at(2));
+    const QStringList names{"Custom 0", "Custom 1", "TDK PowerHap 2.5G", "MIDE PPA-2014"};
+    QSettings s;
+    QCOMPARE(s.value("sensing/size").toInt(), 4);
+    for (int i = 0; i < 4; ++i) {
+        QCOMPARE(s.value(QStringLiteral("sensing/%1/name").arg(i + 1)).toString(), names.at(i));
+        QCOMPARE(s.value(QStringLiteral("sensing/%1/editable").arg(i + 1)).toBool(), i < 2);
     }
-    QCOMPARE(codes, QByteArray("0123456AB79:;<>?!#@"));
+    s.setValue("sensing/1/nb_prd_long", "7");
+    SensingController second(serial);
+    QCOMPARE(snapshot().value("sensing/1/nb_prd_long"), QString("7"));
+    QCOMPARE(snapshot().size(), 1 + 4 * 21);
 }
 
-void TestSensingController::encodesEachText_data()
+void TestSensingController::leavesAnExistingArrayAlone()
+{
+    settings.reset();
+    QSettings().setValue("sensing/1/name", "Old");
+    QSettings().setValue("sensing/size", 1);
+    installSensingDefaults();
+    QCOMPARE(snapshot().keys(), (QStringList{"sensing/1/name", "sensing/size"}));
+}
+
+void TestSensingController::sendsNineteenCommands_data()
 {
     QTest::addColumn<QString>("channel");
     QTest::addColumn<QString>("key");
     QTest::addColumn<QString>("text");
     QTest::addColumn<QByteArray>("command");
 
-    QTest::newRow("amplitude 0.75 on A") << "0"
-                                         << "low_amp_multiplicator"
-                                         << "0.75" << bytes({0x32, 0x30, 0x30, 0x00, 0x4B});
+    QTest::newRow("amplitude on A") << "0"
+                                    << "low_amp_multiplicator"
+                                    << "0.75" << QByteArray::fromHex("323030004B");
     QTest::newRow("negative vmin on B") << "1"
                                         << "on_vmin"
-                                        << "-10.00" << bytes({0x32, 0x31, 0x40, 0xFC, 0x18});
-    QTest::newRow("half rounds away from zero") << "0"
-                                                << "off_offset"
-                                                << "0.125" << bytes({0x32, 0x30, 0x3B, 0x00, 0x0D});
+                                        << "-10.00" << QByteArray::fromHex("323140FC18");
     QTest::newRow("count as word") << "0"
                                    << "high_freq_feedback"
-                                   << "180" << bytes({0x32, 0x30, 0x34, 0x00, 0xB4});
-    QTest::newRow("count keeps its low 16 bits")
-        << "0"
-        << "low_freq_feedback"
-        << "70000" << bytes({0x32, 0x30, 0x33, 0x11, 0x70});
-    QTest::newRow("negative count as word") << "0"
-                                            << "nb_prd_long"
-                                            << "-1" << bytes({0x32, 0x30, 0x39, 0xFF, 0xFF});
-    QTest::newRow("real too large is clamped") << "0"
-                                               << "off_vmax"
-                                               << "400" << bytes({0x32, 0x30, 0x3C, 0x7F, 0xFF});
-    QTest::newRow("real too small is clamped") << "1"
-                                               << "on_amplitude"
-                                               << "-400" << bytes({0x32, 0x31, 0x3F, 0x80, 0x00});
-    QTest::newRow("real text that is no number") << "0"
-                                                 << "on_offset"
-                                                 << "abc" << bytes({0x32, 0x30, 0x21, 0x00, 0x00});
-    QTest::newRow("count text with a fraction") << "0"
-                                                << "nb_prd_click"
-                                                << "1.5" << bytes({0x32, 0x30, 0x37, 0x00, 0x00});
+                                   << "180" << QByteArray::fromHex("32303400B4");
+    QTest::newRow("count keeps its low 16 bits") << "0"
+                                                 << "low_freq_feedback"
+                                                 << "70000" << QByteArray::fromHex("3230331170");
+    QTest::newRow("real beyond the encoding is clamped")
+        << "1"
+        << "off_vmax"
+        << "400" << QByteArray::fromHex("32313C7FFF");
     QTest::newRow("decimal comma is no number") << "0"
                                                 << "high_amp_press"
-                                                << "0,75" << bytes({0x32, 0x30, 0x31, 0x00, 0x00});
+                                                << "0,75" << QByteArray::fromHex("3230310000");
 }
 
-void TestSensingController::encodesEachText()
+void TestSensingController::sendsNineteenCommands()
 {
     QFETCH(QString, channel);
     QFETCH(QString, key);
     QFETCH(QString, text);
     QFETCH(QByteArray, command);
 
+    QStringList t;
+    for (const SensingParameter *parameter : sensingParametersInWireOrder())
+        t.append(parameter->key == key ? text : QStringLiteral("1"));
     QSignalSpy spy(controller, &SerialDispatcher::sigSendData);
     QVERIFY(spy.isValid());
-    callSend(*controller, channel, textsWith(key, text));
-    QCOMPARE(spy.count(), 19);
-    const QVector<const SensingParameter *> &order = sensingParametersInWireOrder();
-    for (int i = 0; i < order.size(); ++i) {
-        if (order.at(i)->key == key)
-            QCOMPARE(spy.at(i).at(0).toByteArray(), command);
+    controller->sendSettings(channel, t[0], t[1], t[2], t[3], t[4], t[5], t[6], t[7], t[8], t[9],
+                             t[10], t[11], t[12], t[13], t[14], t[15], t[16], t[17], t[18]);
+
+    QByteArray codes;
+    QList<QByteArray> commands;
+    for (const QList<QVariant> &call : qAsConst(spy)) {
+        QCOMPARE(call.mid(1), (QList<QVariant>{5, 0, QVariant::fromValue(ReadNone)}));
+        commands.append(call.at(0).toByteArray());
+        codes.append(commands.last().at(2));
     }
+    QCOMPARE(codes, QByteArray("0123456AB79:;<>?!#@"));
+    QVERIFY(commands.contains(command));
 }
 
 void TestSensingController::storesRecords_data()
 {
-    QTest::addColumn<QList<QByteArray>>("pieces");
-    QTest::addColumn<int>("readType");
-    QTest::addColumn<QString>("changedKey"); // empty: the settings stay as they were
+    QTest::addColumn<QByteArrayList>("pieces");
+    QTest::addColumn<bool>("readBetween"); // a new read command after the first piece
+    QTest::addColumn<QString>("changedKey");
     QTest::addColumn<double>("value");
 
-    const int sensing = ReadSensing;
-    QTest::newRow("real into Custom 0") << QList<QByteArray>{bytes({0x00, 0x3A, 0x17, 0x70})}
-                                        << sensing << "sensing/1/off_amplitude" << 60.0;
-    QTest::newRow("count into Custom 1") << QList<QByteArray>{bytes({0x01, 0x36, 0x00, 0x0F})}
-                                         << sensing << "sensing/2/low_sens_press_thresh" << 15.0;
-    QTest::newRow("negative real") << QList<QByteArray>{bytes({0x00, 0x3E, 0xFC, 0x18})} << sensing
-                                   << "sensing/1/off_vmin" << -10.0;
-    QTest::newRow("record split in two pieces")
-        << QList<QByteArray>{bytes({0x00, 0x3A}), bytes({0x17, 0x70})} << sensing
-        << "sensing/1/off_amplitude" << 60.0;
-    QTest::newRow("record split after one byte")
-        << QList<QByteArray>{bytes({0x01}), bytes({0x23, 0x25, 0x1C})} << sensing
-        << "sensing/2/on_vmax" << 95.0;
-    for (int code : {0x38, 0x3D, 0x22, 32, 67})
-        QTest::newRow(qPrintable(QStringLiteral("code 0x%1").arg(code, 2, 16, QChar('0'))))
-            << QList<QByteArray>{bytes({0x00, code, 0x00, 0x05})} << sensing << QString() << 0.0;
+    auto hex = [](const char *h) { return QByteArray::fromHex(h); };
+    QTest::newRow("real into Custom 0")
+        << QByteArrayList{hex("003A1770")} << false << "sensing/1/off_amplitude" << 60.0;
+    QTest::newRow("count into Custom 1")
+        << QByteArrayList{hex("0136000F")} << false << "sensing/2/low_sens_press_thresh" << 15.0;
+    QTest::newRow("negative real")
+        << QByteArrayList{hex("003EFC18")} << false << "sensing/1/off_vmin" << -10.0;
+    QTest::newRow("record in two pieces")
+        << QByteArrayList{hex("01"), hex("23251C")} << false << "sensing/2/on_vmax" << 95.0;
+    QTest::newRow("stale tail dropped by a new read")
+        << QByteArrayList{hex("003A17"), hex("003EFC18")} << true << "sensing/1/off_vmin" << -10.0;
+    for (const char *record : {"00380005", "003D0005", "00220005", "00200005", "00430005"})
+        QTest::newRow(qPrintable(QStringLiteral("code %1").arg(QLatin1String(record).mid(2, 2))))
+            << QByteArrayList{hex(record)} << false << QString() << 0.0;
     QTest::newRow("index beyond the array")
-        << QList<QByteArray>{bytes({0x04, 0x30, 0x00, 0x05})} << sensing << QString() << 0.0;
-    QTest::newRow("negative index")
-        << QList<QByteArray>{bytes({0xFF, 0x30, 0x00, 0x05})} << sensing << QString() << 0.0;
+        << QByteArrayList{hex("04300005")} << false << QString() << 0.0;
+    QTest::newRow("negative index") << QByteArrayList{hex("FF300005")} << false << QString() << 0.0;
     QTest::newRow("piece of three bytes")
-        << QList<QByteArray>{bytes({0x00, 0x3A, 0x17})} << sensing << QString() << 0.0;
-    QTest::newRow("piece of two bytes")
-        << QList<QByteArray>{bytes({0x01, 0x36})} << sensing << QString() << 0.0;
-    QTest::newRow("reply of another type") << QList<QByteArray>{bytes({0x00, 0x3A, 0x17, 0x70})}
-                                           << int(ReadAudioSettings) << QString() << 0.0;
+        << QByteArrayList{hex("003A17")} << false << QString() << 0.0;
 }
 
 void TestSensingController::storesRecords()
 {
-    QFETCH(QList<QByteArray>, pieces);
-    QFETCH(int, readType);
+    QFETCH(QByteArrayList, pieces);
+    QFETCH(bool, readBetween);
     QFETCH(QString, changedKey);
     QFETCH(double, value);
 
     const QMap<QString, QString> before = snapshot();
-    for (const QByteArray &piece : pieces)
-        controller->Dispatch(piece, 4, ReadType(readType));
-    QMap<QString, QString> after = snapshot();
+    controller->Dispatch(pieces.first(), 4, ReadSensing);
+    if (readBetween)
+        controller->readSettings();
+    for (const QByteArray &piece : pieces.mid(1))
+        controller->Dispatch(piece, 4, ReadSensing);
+    controller->Dispatch(pieces.first(), 4, ReadAudioSettings);
 
-    QCOMPARE(sensingArraySize(), 4);
+    QMap<QString, QString> after = snapshot();
     if (!changedKey.isEmpty()) {
-        QVERIFY(after.contains(changedKey));
         QCOMPARE(QSettings().value(changedKey).toDouble(), value);
         after.insert(changedKey, before.value(changedKey));
     }
     QCOMPARE(after, before);
 }
 
-void TestSensingController::staleTailDoesNotJoinNextRead()
-{
-    controller->Dispatch(bytes({0x00, 0x3A, 0x17}), 4, ReadSensing);
-    controller->readSettings();
-    controller->Dispatch(bytes({0x00, 0x3E, 0xFC, 0x18}), 4, ReadSensing);
-
-    QSettings settings;
-    QCOMPARE(settings.value("sensing/1/off_vmin").toDouble(), -10.0);
-    QCOMPARE(settings.value("sensing/1/off_amplitude").toInt(), 0);
-}
-
-void TestSensingController::readAsksAndRefreshes()
+void TestSensingController::otherCommands()
 {
     QSignalSpy sent(controller, &SerialDispatcher::sigSendData);
     QSignalSpy refreshed(controller, &SensingController::sigUpdateUi);
     QVERIFY(sent.isValid());
     QVERIFY(refreshed.isValid());
     controller->readSettings();
-    QCOMPARE(sent.count(), 1);
-    QCOMPARE(sent.at(0),
-             (QList<QVariant>{QByteArray("5"), 1, 4, QVariant::fromValue(ReadSensing)}));
     QCOMPARE(refreshed.count(), 1);
-}
-
-void TestSensingController::saveAndEnable()
-{
-    QSignalSpy spy(controller, &SerialDispatcher::sigSendData);
-    QVERIFY(spy.isValid());
     controller->saveSettings();
     controller->enableSensing(1);
     controller->enableSensing(0);
-    QCOMPARE(spy.count(), 4);
-    QCOMPARE(spy.at(0).at(0).toByteArray(), QByteArray("30"));
-    QCOMPARE(spy.at(1).at(0).toByteArray(), QByteArray("31"));
-    QCOMPARE(spy.at(2).at(0).toByteArray(), QByteArray("D1"));
-    QCOMPARE(spy.at(3).at(0).toByteArray(), QByteArray("D0"));
+
+    QList<QByteArray> commands;
+    for (const QList<QVariant> &call : qAsConst(sent))
+        commands.append(call.at(0).toByteArray());
+    QCOMPARE(commands, (QList<QByteArray>{"5", "30", "31", "D1", "D0"}));
+    QCOMPARE(sent.at(0).mid(1), (QList<QVariant>{1, 4, QVariant::fromValue(ReadSensing)}));
 }
 
 QTEST_MAIN(TestSensingController)
