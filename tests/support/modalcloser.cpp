@@ -37,6 +37,9 @@ void ModalCloser::closeModal()
         if (answer.isEmpty()) {
             dialog->reject();
         } else {
+            // A focused name field keeps its text against selectFile.
+            if (QWidget *focused = dialog->focusWidget())
+                focused->clearFocus();
             dialog->selectFile(answer);
             QMetaObject::invokeMethod(dialog, "accept");
         }
