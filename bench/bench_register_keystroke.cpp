@@ -1,0 +1,69 @@
+// One keystroke in a register field until the settings file on disk holds it:
+// the editor writes the field, the controller writes the whole register tree and
+// syncs. Prints median, min and max over a run of keystrokes.
+
+#include "app/constants.h"
+#include "link/registerstore.h"
+#include "link/serialcontroller.h"
+#include "registers/registercontroller.h"
+#include "registers/registerlineedit.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QKeyEvent>
+#include <QSettings>
+#include <QTemporaryDir>
+
+#include <algorithm>
+#include <cstdio>
+
+int main(int argc, char **argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    QTemporaryDir dir;
+    QSettings::setDefaultFormat(QSettings::IniFormat);
+    QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, dir.path());
+    QCoreApplication::setOrganizationName(ORG_NAME);
+    QCoreApplication::setApplicationName(APP_NAME);
+    QSettings().setValue(CHIPID_KEY, CHIPID_REV_C);
+
+    SerialController serial([] { return QList<PortCandidate>(); });
+    RegisterController controller(&serial);
+    Field *fifo = &channels.at(0)->registers->first()->fields.first();
+    RegisterLineEdit editor(16, fifo);
+    editor.setProperty("edit", true);
+    QObject::connect(&editor, &RegisterLineEdit::registerUpdated, &controller,
+                     &RegisterController::updateSettings);
+
+    const QString fileName = QSettings().fileName();
+    const int runs = 200;
+    QList<double> times;
+    int mismatches = 0;
+    for (int i = 0; i < runs; ++i) {
+        editor.setText(QString());
+        const char digit = "0123456789ABCDEF"[i % 16];
+        QElapsedTimer timer;
+        timer.start();
+        // What a key press and release deliver to the editor, as QTest::keyClick does.
+        const int key = digit <= '9' ? Qt::Key_0 + (digit - '0') : Qt::Key_A + (digit - 'A');
+        QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier, QString(QChar(digit)));
+        QKeyEvent release(QEvent::KeyRelease, key, Qt::NoModifier, QString(QChar(digit)));
+        QApplication::sendEvent(&editor, &press);
+        QApplication::sendEvent(&editor, &release);
+        times.append(timer.nsecsElapsed() / 1e6);
+
+        QFile file(fileName);
+        file.open(QIODevice::ReadOnly);
+        const QByteArray expected =
+            "1\\registers\\1\\fields\\1\\value=" + QByteArray::number(i % 16) + "\n";
+        if (!file.readAll().contains(expected))
+            ++mismatches;
+    }
+    std::sort(times.begin(), times.end());
+    std::printf("keystroke to disk over %d keystrokes: median %.3f ms, min %.3f ms, max %.3f ms\n",
+                runs, times.at(runs / 2), times.first(), times.last());
+    std::printf("keystrokes missing from the file: %d\n", mismatches);
+    return mismatches == 0 ? 0 : 1;
+}
