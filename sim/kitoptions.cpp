@@ -65,11 +65,14 @@ KitOptions takeKitOptions(int &argc, char **argv, KitOptionSet set)
             if (takeValue())
                 options.firmwareId = value.toLatin1();
         } else if (name == QLatin1String("--press")) {
-            bool ok = false;
-            if (takeValue())
-                options.pressValue = value.toInt(&ok);
-            if (!ok && options.error.isEmpty())
-                fail(QStringLiteral("expected a whole number"));
+            if (takeValue()) {
+                bool ok = false;
+                const int press = value.toInt(&ok);
+                if (ok)
+                    options.pressValue = press;
+                else
+                    fail(QStringLiteral("expected a whole number"));
+            }
         } else if (set == KitOptionSet::Demo && name == QLatin1String("--port")) {
             if (takeValue())
                 options.port = value;
