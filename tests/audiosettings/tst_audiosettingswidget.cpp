@@ -26,113 +26,105 @@ class TestAudioSettingsWidget : public QObject
 private slots:
     void init() { settings.reset(); }
 
-    void firstStartInstallsZeros();
-    void cellsCarryTheirKeys_data();
-    void cellsCarryTheirKeys();
-    void stepWritesOnce();
-    void initShowsAndRewrites_data();
-    void initShowsAndRewrites();
+    void firstStartInstallsZeros()
+    {
+        QSettings().setValue("other/ch0sw0type0", 3.0);
+        AudioSettingsWidget widget(AudioPlaybackGroup);
+        QSettings s;
+        s.beginGroup(AudioPlaybackGroup);
+        QCOMPARE(s.allKeys().size(), 16);
+        for (const QString &key : s.allKeys())
+            QVERIFY(isAudioSettingKey(key) && s.value(key).toDouble() == 0.0);
+        for (QDoubleSpinBox *box : widget.findChildren<QDoubleSpinBox *>())
+            QCOMPARE(box->text(), QString("0.00"));
+    }
+
+    void cellsCarryTheirKeys_data()
+    {
+        QTest::addColumn<int>("row");
+        QTest::addColumn<int>("column");
+        QTest::addColumn<QString>("heading");
+        QTest::addColumn<QString>("key");
+
+        QTest::newRow("OFF, A amplitude") << 2 << 1 << "Amplitude"
+                                          << "ch0sw0type0";
+        QTest::newRow("OFF, A vmin") << 2 << 3 << "Vmin"
+                                     << "ch0sw0type3";
+        QTest::newRow("OFF, B vmin") << 2 << 7 << "Vmin"
+                                     << "ch1sw0type3";
+        QTest::newRow("ON, A vmax") << 3 << 4 << "Vmax"
+                                    << "ch0sw1type2";
+        QTest::newRow("ON, B offset") << 3 << 6 << "Offset"
+                                      << "ch1sw1type1";
+        QTest::newRow("ON, B vmax") << 3 << 8 << "Vmax"
+                                    << "ch1sw1type2";
+    }
+
+    void cellsCarryTheirKeys()
+    {
+        QFETCH(int, row);
+        QFETCH(int, column);
+        QFETCH(QString, heading);
+        QFETCH(QString, key);
+
+        QSettings().setValue(AudioPlaybackGroup + '/' + key, 42.5);
+        AudioSettingsWidget widget(AudioPlaybackGroup);
+        auto *box = qobject_cast<QDoubleSpinBox *>(cell(widget, row, column));
+        QVERIFY(box);
+        QCOMPARE(box->value(), 42.5);
+        QCOMPARE(qobject_cast<QLabel *>(cell(widget, 1, column))->text(), heading);
+        QCOMPARE(qobject_cast<QLabel *>(cell(widget, row, 0))->text(),
+                 QString(row == 2 ? "OFF" : "ON"));
+    }
+
+    void stepWritesOnce()
+    {
+        AudioSettingsWidget widget(AudioPlaybackGroup);
+        QSignalSpy spy(&widget, &AudioSettingsWidget::sigAudioSettingUpdated);
+        QVERIFY(spy.isValid());
+
+        QTest::keyClick(cell(widget, 3, 4), Qt::Key_Up);
+
+        QCOMPARE(spy.count(), 1);
+        QCOMPARE(QSettings().value(AudioPlaybackGroup + "/ch0sw1type2").toDouble(), 0.5);
+    }
+
+    void initShowsAndRewrites_data()
+    {
+        QTest::addColumn<QVariant>("value");
+        QTest::addColumn<QString>("display");
+        QTest::addColumn<double>("storedAfter");
+        QTest::addColumn<int>("updates");
+
+        QTest::newRow("above range") << QVariant(120.0) << "95.00" << 95.0 << 1;
+        QTest::newRow("below range") << QVariant(-300.0f) << "-95.00" << -95.0 << 1;
+        QTest::newRow("third decimal") << QVariant("1.126") << "1.13" << 1.13 << 1;
+        QTest::newRow("unchanged") << QVariant(0.0) << "0.00" << 0.0 << 0;
+    }
+
+    void initShowsAndRewrites()
+    {
+        QFETCH(QVariant, value);
+        QFETCH(QString, display);
+        QFETCH(double, storedAfter);
+        QFETCH(int, updates);
+
+        AudioSettingsWidget widget(AudioPlaybackGroup);
+        QSettings().setValue(AudioPlaybackGroup + "/ch1sw0type3", value);
+        QSignalSpy spy(&widget, &AudioSettingsWidget::sigAudioSettingUpdated);
+        QVERIFY(spy.isValid());
+
+        widget.init();
+        QCOMPARE(qobject_cast<QDoubleSpinBox *>(cell(widget, 2, 7))->text(), display);
+        QCOMPARE(QSettings().value(AudioPlaybackGroup + "/ch1sw0type3").toDouble(), storedAfter);
+        QCOMPARE(spy.count(), updates);
+        widget.init();
+        QCOMPARE(spy.count(), updates);
+    }
 
 private:
     TestSettings settings;
 };
-
-void TestAudioSettingsWidget::firstStartInstallsZeros()
-{
-    QSettings().setValue("other/ch0sw0type0", 3.0);
-    AudioSettingsWidget widget(AudioPlaybackGroup);
-    QSettings s;
-    s.beginGroup(AudioPlaybackGroup);
-    QCOMPARE(s.allKeys().size(), 16);
-    for (const QString &key : s.allKeys())
-        QVERIFY(isAudioSettingKey(key) && s.value(key).toDouble() == 0.0);
-    for (QDoubleSpinBox *box : widget.findChildren<QDoubleSpinBox *>())
-        QCOMPARE(box->text(), QString("0.00"));
-}
-
-void TestAudioSettingsWidget::cellsCarryTheirKeys_data()
-{
-    QTest::addColumn<int>("row");
-    QTest::addColumn<int>("column");
-    QTest::addColumn<QString>("heading");
-    QTest::addColumn<QString>("key");
-
-    QTest::newRow("OFF, A amplitude") << 2 << 1 << "Amplitude"
-                                      << "ch0sw0type0";
-    QTest::newRow("OFF, A vmin") << 2 << 3 << "Vmin"
-                                 << "ch0sw0type3";
-    QTest::newRow("OFF, B vmin") << 2 << 7 << "Vmin"
-                                 << "ch1sw0type3";
-    QTest::newRow("ON, A vmax") << 3 << 4 << "Vmax"
-                                << "ch0sw1type2";
-    QTest::newRow("ON, B offset") << 3 << 6 << "Offset"
-                                  << "ch1sw1type1";
-    QTest::newRow("ON, B vmax") << 3 << 8 << "Vmax"
-                                << "ch1sw1type2";
-}
-
-void TestAudioSettingsWidget::cellsCarryTheirKeys()
-{
-    QFETCH(int, row);
-    QFETCH(int, column);
-    QFETCH(QString, heading);
-    QFETCH(QString, key);
-
-    QSettings().setValue(AudioPlaybackGroup + '/' + key, 42.5);
-    AudioSettingsWidget widget(AudioPlaybackGroup);
-    auto *box = qobject_cast<QDoubleSpinBox *>(cell(widget, row, column));
-    QVERIFY(box);
-    QCOMPARE(box->value(), 42.5);
-    QCOMPARE(qobject_cast<QLabel *>(cell(widget, 1, column))->text(), heading);
-    QCOMPARE(qobject_cast<QLabel *>(cell(widget, row, 0))->text(),
-             QString(row == 2 ? "OFF" : "ON"));
-}
-
-void TestAudioSettingsWidget::stepWritesOnce()
-{
-    AudioSettingsWidget widget(AudioPlaybackGroup);
-    QSignalSpy spy(&widget, &AudioSettingsWidget::sigAudioSettingUpdated);
-    QVERIFY(spy.isValid());
-
-    QTest::keyClick(cell(widget, 3, 4), Qt::Key_Up);
-
-    QCOMPARE(spy.count(), 1);
-    QCOMPARE(QSettings().value(AudioPlaybackGroup + "/ch0sw1type2").toDouble(), 0.5);
-}
-
-void TestAudioSettingsWidget::initShowsAndRewrites_data()
-{
-    QTest::addColumn<QVariant>("value");
-    QTest::addColumn<QString>("display");
-    QTest::addColumn<double>("storedAfter");
-    QTest::addColumn<int>("updates");
-
-    QTest::newRow("above range") << QVariant(120.0) << "95.00" << 95.0 << 1;
-    QTest::newRow("below range") << QVariant(-300.0f) << "-95.00" << -95.0 << 1;
-    QTest::newRow("third decimal") << QVariant("1.126") << "1.13" << 1.13 << 1;
-    QTest::newRow("unchanged") << QVariant(0.0) << "0.00" << 0.0 << 0;
-}
-
-// The second init runs as after a read from the kit; a third one finds nothing to do.
-void TestAudioSettingsWidget::initShowsAndRewrites()
-{
-    QFETCH(QVariant, value);
-    QFETCH(QString, display);
-    QFETCH(double, storedAfter);
-    QFETCH(int, updates);
-
-    AudioSettingsWidget widget(AudioPlaybackGroup);
-    QSettings().setValue(AudioPlaybackGroup + "/ch1sw0type3", value);
-    QSignalSpy spy(&widget, &AudioSettingsWidget::sigAudioSettingUpdated);
-    QVERIFY(spy.isValid());
-
-    widget.init();
-    QCOMPARE(qobject_cast<QDoubleSpinBox *>(cell(widget, 2, 7))->text(), display);
-    QCOMPARE(QSettings().value(AudioPlaybackGroup + "/ch1sw0type3").toDouble(), storedAfter);
-    QCOMPARE(spy.count(), updates);
-    widget.init();
-    QCOMPARE(spy.count(), updates);
-}
 
 QTEST_MAIN(TestAudioSettingsWidget)
 #include "tst_audiosettingswidget.moc"

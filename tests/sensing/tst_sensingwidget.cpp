@@ -43,6 +43,12 @@ Box *fieldOf(SensingWidget &widget, int channel, const QString &key)
     return panelOf(widget, channel)->findChild<Box *>(key);
 }
 
+void rangeRow(const char *name, const char *key, const QVariant &value, bool fromPreset,
+              const char *display, const QVariant &storedAfter)
+{
+    QTest::newRow(name) << QString(key) << value << fromPreset << QString(display) << storedAfter;
+}
+
 } // namespace
 
 // The page and its two channel panels, over the sensing array.
@@ -73,20 +79,16 @@ private slots:
         QTest::addColumn<QString>("display");
         QTest::addColumn<QVariant>("storedAfter");
 
-        QTest::newRow("zero count shown at start and reloaded stays zero")
-            << "low_freq_feedback" << QVariant(0) << false << "1" << QVariant(0);
-        QTest::newRow("zero count reached from preset is corrected")
-            << "low_freq_feedback" << QVariant(0) << true << "1" << QVariant("1");
-        QTest::newRow("limit equal to what was shown corrects nothing")
-            << "nb_prd_click" << QVariant(0) << true << "1" << QVariant(0);
-        QTest::newRow("real above range")
-            << "off_amplitude" << QVariant("120") << true << "95.00" << QVariant("95.00");
-        QTest::newRow("text with two decimals is quiet")
-            << "off_vmin" << QVariant("-10.30") << true << "-10.30" << QVariant("-10.30");
-        QTest::newRow("float with two decimals is quiet")
-            << "on_offset" << QVariant(-10.3f) << true << "-10.30" << QVariant(-10.3f);
-        QTest::newRow("third decimal is rounded away")
-            << "high_amp_release" << QVariant("0.123") << true << "0.12" << QVariant("0.12");
+        rangeRow("zero count shown at start and reloaded stays zero", "low_freq_feedback", 0, false,
+                 "1", 0);
+        rangeRow("zero count reached from preset is corrected", "low_freq_feedback", 0, true, "1",
+                 "1");
+        rangeRow("limit equal to what was shown corrects nothing", "nb_prd_click", 0, true, "1", 0);
+        rangeRow("real above range", "off_amplitude", "120", true, "95.00", "95.00");
+        rangeRow("text with two decimals is quiet", "off_vmin", "-10.30", true, "-10.30", "-10.30");
+        rangeRow("float with two decimals is quiet", "on_offset", -10.3f, true, "-10.30", -10.3f);
+        rangeRow("third decimal is rounded away", "high_amp_release", "0.123", true, "0.12",
+                 "0.12");
     }
     void showsStoredValuesWithinRange()
     {
