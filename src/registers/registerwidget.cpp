@@ -20,7 +20,6 @@
 namespace {
 
 constexpr int AddressBits = 4;
-constexpr int GridColumns = RegisterWidget::SendColumn + 4;
 const char *const EditProperty = "edit";
 const char *const ValidProperty = "valid";
 const char *const IdProperty = "id";
@@ -72,10 +71,14 @@ void RegisterWidget::buildUi()
 
     grid = new QGridLayout;
     grid->setHorizontalSpacing(2);
-    // Equal stretch on every column keeps one column to one bit, so the fields of
-    // all rows line up under each other.
-    for (int column = 0; column < GridColumns; ++column)
-        grid->setColumnStretch(column, 1);
+    // Only the data columns stretch, all alike, so one column stays one bit and the
+    // fields of all rows line up; the minimum keeps a one-bit editor wide enough for
+    // its digit when the panel beside the grid fills with a long description.
+    const int bitWidth = fontMetrics().horizontalAdvance(QLatin1Char('0')) + 9;
+    for (int bit = 0; bit < RegisterDataBits; ++bit) {
+        grid->setColumnStretch(FirstFieldColumn + bit, 1);
+        grid->setColumnMinimumWidth(FirstFieldColumn + bit, bitWidth);
+    }
     left->addLayout(grid);
     left->addStretch();
 
@@ -160,8 +163,9 @@ void RegisterWidget::addRegisterRow(int gridRow, int rowIndex, quint16 address)
     addressEditor->setProperty(EditProperty, false);
     addressEditor->setEnabled(false);
     addressEditor->setAlignment(Qt::AlignCenter);
-    addressEditor->setMinimumWidth(0);
-    addressEditor->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+    addressEditor->setMinimumWidth(
+        addressEditor->fontMetrics().horizontalAdvance(QString(AddressBits, '0')) + 12);
+    addressEditor->setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Fixed);
     grid->addWidget(addressEditor, gridRow, 4, 1, AddressBits);
     rows.append({addressEditor});
     rowAddresses.append(address);
