@@ -1,23 +1,54 @@
 #include "audiosettings/audiosettingscontroller.h"
 #include "audiosettings/audiosettingskeys.h"
 #include "link/serialcontroller.h"
+#include "ptykitpeer.h"
+#include "support/scriptedreplies.h"
 #include "support/testsettings.h"
 
 #include <QSettings>
 #include <QSignalSpy>
 #include <QtTest>
 
+namespace {
+
+void sendRow(const char *name, const char *key, const QVariant &value, const char *hex)
+{
+    QTest::newRow(name) << QString(key) << value << QByteArray::fromHex(hex);
+}
+
+// A record as hex: the key's characters, then the value's two bytes.
+QString record(const char *key, const char *value)
+{
+    return QString::fromLatin1(QByteArray(key).toHex()) + value;
+}
+
+// replies: the kit's answers to successive reads, separated by "|", each in pieces.
+void recordRow(const char *name, const QString &replies, const QStringList &keys = {},
+               double value = 0)
+{
+    QTest::newRow(name) << replies << keys << value;
+}
+
+} // namespace
+
 class TestAudioSettingsController : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void initTestCase() { qRegisterMetaType<ReadType>("ReadType"); }
+    void initTestCase()
+    {
+        qRegisterMetaType<ReadType>("ReadType");
+        if (!peer.open())
+            QSKIP("no pseudo-terminal for the kit");
+    }
     void init()
     {
         settings.reset();
-        serial = new SerialController([] { return QList<PortCandidate>(); });
+        serial = new SerialController(peer.enumerator());
+        QVERIFY(serial->isConnected());
         controller = new AudioSettingsController(serial);
+        peer.clearReceived();
     }
     void cleanup()
     {
@@ -31,19 +62,14 @@ private slots:
         QTest::addColumn<QVariant>("value");
         QTest::addColumn<QByteArray>("command"); // empty: nothing is sent
 
-        QTest::newRow("vmax of A, ON")
-            << "ch0sw1type2" << QVariant(60.0) << QByteArray::fromHex("363031321770");
-        QTest::newRow("vmin of B, OFF")
-            << "ch1sw0type3" << QVariant(-10.0) << QByteArray::fromHex("36313033FC18");
-        QTest::newRow("float from a reply")
-            << "ch1sw1type1" << QVariant(-95.0f) << QByteArray::fromHex("36313131DAE4");
-        QTest::newRow("hand-edited value beyond the encoding")
-            << "ch0sw0type1" << QVariant("400") << QByteArray::fromHex("363030317FFF");
+        sendRow("vmax of A, ON", "ch0sw1type2", 60.0, "363031321770");
+        sendRow("vmin of B, OFF", "ch1sw0type3", -10.0, "36313033FC18");
+        sendRow("float from a reply", "ch1sw1type1", -95.0f, "36313131DAE4");
+        sendRow("hand-edited value beyond the encoding", "ch0sw0type1", "400", "363030317FFF");
         for (const char *foreign :
              {"ch2sw0type0", "ch0sw0type4", "ch0sw0type0x", "c", "sub/ch0sw0type0", "CH0SW0TYPE0"})
-            QTest::newRow(foreign) << foreign << QVariant(1.0) << QByteArray();
+            sendRow(foreign, foreign, 1.0, "");
     }
-
     void sendsValidKeysOnly()
     {
         QFETCH(QString, key);
@@ -57,70 +83,71 @@ private slots:
 
         QCOMPARE(spy.count(), command.isEmpty() ? 0 : 1);
         if (!command.isEmpty()) {
-            QCOMPARE(spy.at(0), (QList<QVariant>{command, 6, 0, QVariant::fromValue(ReadNone)}));
+            QCOMPARE(spy.at(0).mid(1), (QList<QVariant>{6, 0, QVariant::fromValue(ReadNone)}));
+            QVERIFY(peer.waitForBytes(6, 1000));
+            QCOMPARE(peer.receivedBytes(), command);
         }
     }
 
     void storesRecords_data()
     {
-        QTest::addColumn<QByteArrayList>("pieces");
+        QTest::addColumn<QString>("replies");
         QTest::addColumn<QStringList>("keys"); // what the group holds afterwards
         QTest::addColumn<double>("value");     // of the first key
 
-        const QByteArray key("ch0sw0type0");
-        const QByteArray sixty = QByteArray::fromHex("1770");
-        QTest::newRow("whole record") << QByteArrayList{key + sixty} << QStringList{key} << 60.0;
-        QTest::newRow("record in two pieces")
-            << QByteArrayList{key.left(5), key.mid(5) + sixty} << QStringList{key} << 60.0;
-        QTest::newRow("two records in one piece")
-            << QByteArrayList{key + sixty + "ch1sw0type3" + QByteArray::fromHex("FC18")}
-            << QStringList{key, "ch1sw0type3"} << 60.0;
-        QTest::newRow("piece of twelve bytes")
-            << QByteArrayList{key + sixty.left(1)} << QStringList() << 0.0;
-        QTest::newRow("channel out of range")
-            << QByteArrayList{"ch2sw0type0" + sixty} << QStringList() << 0.0;
-        QTest::newRow("zero byte inside the key")
-            << QByteArrayList{QByteArray("ch0sw0\0ype0", 11) + sixty} << QStringList() << 0.0;
+        const QString a = record("ch0sw0type0", "1770");
+        const QString b = record("ch1sw0type3", "FC18");
+        recordRow("whole record", a, {"ch0sw0type0"}, 60.0);
+        recordRow("key cut across reads", a.left(10) + ' ' + a.mid(10), {"ch0sw0type0"}, 60.0);
+        recordRow("records cut across reads", a + b.left(6) + ' ' + b.mid(6),
+                  {"ch0sw0type0", "ch1sw0type3"}, 60.0);
+        recordRow("stale tail does not join the next read", a.left(24) + " | " + b, {"ch1sw0type3"},
+                  -10.0);
+        recordRow("short tail stores nothing", a.left(24));
+        recordRow("channel out of range", record("ch2sw0type0", "1770"));
+        recordRow("zero byte inside the key",
+                  QString::fromLatin1(QByteArray("ch0sw0\0ype0", 11).toHex()) + "1770");
     }
-
     void storesRecords()
     {
-        QFETCH(QByteArrayList, pieces);
+        QFETCH(QString, replies);
         QFETCH(QStringList, keys);
         QFETCH(double, value);
 
-        QSignalSpy spy(controller, &AudioSettingsController::sigUpdateUi);
-        QVERIFY(spy.isValid());
-        controller->Dispatch(pieces.first(), 13, ReadSensing);
-        for (const QByteArray &piece : pieces)
-            controller->Dispatch(piece, 13, ReadAudioSettings);
+        QSignalSpy refreshed(controller, &AudioSettingsController::sigUpdateUi);
+        QVERIFY(refreshed.isValid());
+        const QStringList answers = replies.split(" | ");
+        scriptReplies(peer, '8', answers);
+        for (int i = 0; i < answers.size(); ++i)
+            controller->read();
+        // Every controller sees every reply; only an audio settings read is stored.
+        controller->Dispatch(QByteArray::fromHex(record("ch1sw1type1", "1770").toLatin1()), 13,
+                             ReadSensing);
 
         QSettings settings;
         settings.beginGroup(AudioPlaybackGroup);
         QCOMPARE(settings.allKeys(), keys);
         if (!keys.isEmpty())
             QCOMPARE(settings.value(keys.first()).toDouble(), value);
-        QCOMPARE(spy.count(), keys.size());
+        QCOMPARE(refreshed.count(), keys.size());
     }
 
-    void readAndSave()
+    void readAndSaveCommands()
     {
         QSignalSpy sent(controller, &SerialDispatcher::sigSendData);
         QVERIFY(sent.isValid());
-        controller->Dispatch("ch0sw0typ", 13, ReadAudioSettings);
         controller->read();
-        controller->Dispatch("ch0sw1type1" + QByteArray::fromHex("0096"), 13, ReadAudioSettings);
         controller->save();
-
-        QCOMPARE(QSettings().value(AudioPlaybackGroup + "/ch0sw1type1").toDouble(), 1.5);
         QCOMPARE(sent.count(), 2);
-        QCOMPARE(sent.at(0).mid(0, 3), (QList<QVariant>{QByteArray("8"), 1, 13}));
-        QCOMPARE(sent.at(0).at(3).value<ReadType>(), ReadAudioSettings);
-        QCOMPARE(sent.at(1).at(0).toByteArray(), QByteArray("7"));
+        QCOMPARE(sent.at(0).mid(1),
+                 (QList<QVariant>{1, 13, QVariant::fromValue(ReadAudioSettings)}));
+        QVERIFY(peer.waitForBytes(2, 1000));
+        QCOMPARE(peer.receivedBytes(), QByteArray("87"));
     }
 
 private:
     TestSettings settings;
+    PtyKitPeer peer;
     SerialController *serial = nullptr;
     AudioSettingsController *controller = nullptr;
 };

@@ -1,7 +1,9 @@
 #include "link/serialcontroller.h"
+#include "ptykitpeer.h"
 #include "sensing/sensingcontroller.h"
 #include "sensing/sensingparameters.h"
 #include "sensing/sensingsettings.h"
+#include "support/scriptedreplies.h"
 #include "support/testsettings.h"
 
 #include <QSettings>
@@ -39,12 +41,19 @@ class TestSensingController : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase() { qRegisterMetaType<ReadType>("ReadType"); }
+    void initTestCase()
+    {
+        qRegisterMetaType<ReadType>("ReadType");
+        if (!peer.open())
+            QSKIP("no pseudo-terminal for the kit");
+    }
     void init()
     {
         settings.reset();
-        serial = new SerialController([] { return QList<PortCandidate>(); });
+        serial = new SerialController(peer.enumerator());
+        QVERIFY(serial->isConnected());
         controller = new SensingController(serial);
+        peer.clearReceived();
     }
     void cleanup()
     {
@@ -106,11 +115,14 @@ private slots:
                                  t[9], t[10], t[11], t[12], t[13], t[14], t[15], t[16], t[17],
                                  t[18]);
 
+        QVERIFY(peer.waitForBytes(19 * 5, 1000));
+        const QByteArray wire = peer.receivedBytes();
+        QCOMPARE(wire.size(), 19 * 5);
         QByteArray codes;
         QList<QByteArray> commands;
-        for (const QList<QVariant> &call : qAsConst(spy)) {
-            QCOMPARE(call.mid(1), (QList<QVariant>{5, 0, QVariant::fromValue(ReadNone)}));
-            commands.append(call.at(0).toByteArray());
+        for (int i = 0; i < 19; ++i) {
+            QCOMPARE(spy.at(i).mid(1), (QList<QVariant>{5, 0, QVariant::fromValue(ReadNone)}));
+            commands.append(wire.mid(i * 5, 5));
             codes.append(commands.last().at(2));
         }
         QCOMPARE(codes, QByteArray("0123456AB79:;<>?!#@"));
@@ -119,17 +131,18 @@ private slots:
 
     void storesRecords_data()
     {
-        QTest::addColumn<QString>("pieces");
+        QTest::addColumn<QString>("replies");
         QTest::addColumn<QString>("changedKey"); // empty: the settings stay as they were
         QTest::addColumn<double>("value");
 
         recordRow("real into Custom 0", "003A1770", "sensing/1/off_amplitude", 60.0);
         recordRow("count into Custom 1", "0136000F", "sensing/2/low_sens_press_thresh", 15.0);
         recordRow("negative real", "003EFC18", "sensing/1/off_vmin", -10.0);
-        recordRow("record in two pieces", "01 23251C", "sensing/2/on_vmax", 95.0);
-        recordRow("stale tail dropped by a new read", "003A17 | 003EFC18", "sensing/1/off_vmin",
-                  -10.0);
-        recordRow("piece of three bytes", "003A17");
+        recordRow("record in two reads", "01 23251C", "sensing/2/on_vmax", 95.0);
+        recordRow("records cut across reads", "003817 70012325 1C", "sensing/2/on_vmax", 95.0);
+        recordRow("stale tail does not join the next read", "003A17 | 003EFC18",
+                  "sensing/1/off_vmin", -10.0);
+        recordRow("short tail stores nothing", "003A17");
         for (const char *code : {"38", "3D", "22", "20", "43"})
             recordRow(code, qPrintable(QStringLiteral("00%10005").arg(code)));
         recordRow("index beyond the array", "04300005");
@@ -137,17 +150,17 @@ private slots:
     }
     void storesRecords()
     {
-        QFETCH(QString, pieces);
+        QFETCH(QString, replies);
         QFETCH(QString, changedKey);
         QFETCH(double, value);
 
         const QMap<QString, QString> before = snapshot();
-        for (const QString &piece : pieces.split(' ')) {
-            if (piece == QLatin1String("|"))
-                controller->readSettings();
-            controller->Dispatch(QByteArray::fromHex(piece.toLatin1()), 4, ReadAudioSettings);
-            controller->Dispatch(QByteArray::fromHex(piece.toLatin1()), 4, ReadSensing);
-        }
+        const QStringList answers = replies.split(" | ");
+        scriptReplies(peer, '5', answers);
+        for (int i = 0; i < answers.size(); ++i)
+            controller->readSettings();
+        // Every controller sees every reply; only a sensing read is stored.
+        controller->Dispatch(QByteArray::fromHex("003A1770"), 4, ReadAudioSettings);
 
         QMap<QString, QString> after = snapshot();
         if (!changedKey.isEmpty()) {
@@ -178,6 +191,7 @@ private slots:
 
 private:
     TestSettings settings;
+    PtyKitPeer peer;
     SerialController *serial = nullptr;
     SensingController *controller = nullptr;
 };
