@@ -2,6 +2,18 @@
 
 #include <QElapsedTimer>
 #include <QThread>
+#include <cmath>
+
+namespace {
+
+// 10 bits a byte (start, 8 data, stop) at 9600 baud.
+const double MsPerByte = 10.0 * 1000.0 / 9600.0;
+// The kit's microcontroller hands its replies to USB, which carries them in packets
+// of up to 64 bytes: a paced reply arrives packet by packet, each once its bytes
+// would have crossed the line.
+const int UsbPacketBytes = 64;
+
+} // namespace
 
 SimulatedKit::SimulatedKit(quint16 chipId, const QByteArray &firmwareId)
     : firmware(chipId, firmwareId)
@@ -50,9 +62,10 @@ void SimulatedKit::setCommandObserver(CommandObserver commandObserver)
     observer = std::move(commandObserver);
 }
 
-void SimulatedKit::setPaced(bool paced)
+void SimulatedKit::setPaced(bool on)
 {
-    peer.setPacing(paced);
+    QMutexLocker lock(&mutex);
+    paced = on;
 }
 
 void SimulatedKit::setSilent(bool silent)
@@ -136,16 +149,30 @@ QList<PtyKitPeer::ReplyPiece> SimulatedKit::handle(const QByteArray &chunk)
 QList<PtyKitPeer::ReplyPiece> SimulatedKit::schedule(const QByteArray &reply) const
 {
     QList<PtyKitPeer::ReplyPiece> pieces;
-    const int pieceBytes = faults.pieceBytes > 0 ? faults.pieceBytes : reply.size();
+    int pieceBytes = reply.size();
+    if (faults.pieceBytes > 0)
+        pieceBytes = faults.pieceBytes;
+    else if (paced)
+        pieceBytes = UsbPacketBytes;
     const int gapAt = faults.gapMs > 0 ? faults.gapAfterBytes : -1;
+
+    // Time is kept in fractions of a millisecond and rounded per piece, so that the
+    // delays add up to the line's time however the reply is cut.
+    double dueMs = 0.0;
+    int waitedMs = 0;
     int pos = 0;
     while (pos < reply.size()) {
         int length = qMin(pieceBytes, reply.size() - pos);
         if (gapAt > pos && gapAt < pos + length)
             length = gapAt - pos;
-        int delay = pos > 0 && faults.pieceBytes > 0 ? faults.pieceGapMs : 0;
+        if (pos > 0 && faults.pieceBytes > 0)
+            dueMs += faults.pieceGapMs;
         if (pos == gapAt)
-            delay += faults.gapMs;
+            dueMs += faults.gapMs;
+        if (paced)
+            dueMs += length * MsPerByte;
+        const int delay = int(std::lround(dueMs)) - waitedMs;
+        waitedMs += delay;
         pieces.append({reply.mid(pos, length), delay});
         pos += length;
     }

@@ -43,7 +43,7 @@ public:
     bool waitForCommands(int count, int timeoutMs) const;
     void setCommandObserver(CommandObserver observer);
 
-    // Replies leave at the speed of the real line instead of all at once.
+    // Replies take the time of the real line, 9600 baud 8N1, instead of none.
     void setPaced(bool paced);
 
     // Faults. Each holds until changed or until clearFaults().
@@ -83,6 +83,7 @@ private:
     mutable QMutex mutex;
     KitFirmware firmware;
     Faults faults;
+    bool paced = false;
     QList<QByteArray> log;
     CommandObserver observer;
     // Declared last so that its thread stops before the rest goes.
