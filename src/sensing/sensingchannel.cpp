@@ -58,7 +58,7 @@ void SensingChannel::createUi()
     selector->setSizeAdjustPolicy(QComboBox::AdjustToContents);
     {
         QSettings settings;
-        const int size = settings.beginReadArray(SensingArrayKey);
+        const int size = qMin(settings.beginReadArray(SensingArrayKey), MaxSensingEntries);
         for (int i = 0; i < size; ++i) {
             settings.setArrayIndex(i);
             selector->addItem(settings.value(SensingNameKey).toString());
@@ -127,7 +127,7 @@ void SensingChannel::connectUi()
 void SensingChannel::updateFields(int setting_index)
 {
     QSettings settings;
-    const int size = settings.beginReadArray(SensingArrayKey);
+    const int size = qMin(settings.beginReadArray(SensingArrayKey), MaxSensingEntries);
     const int target = setting_index < 0 ? selector->currentIndex() : setting_index;
     const QVector<SensingParameter> &parameters = sensingParameters();
     for (int i = 0; i < size; ++i) {

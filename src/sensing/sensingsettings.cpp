@@ -22,7 +22,7 @@ int sensingArraySize()
 bool writeSensingEntry(int index, const std::function<void(QSettings &entry)> &write)
 {
     const int size = sensingArraySize();
-    if (index < 0 || index >= size)
+    if (index < 0 || index >= size || size > MaxSensingEntries)
         return false;
     QSettings settings;
     settings.beginWriteArray(SensingArrayKey, -1);

@@ -11,12 +11,17 @@ inline const QString SensingArrayKey = QStringLiteral("sensing");
 inline const QString SensingEditableKey = QStringLiteral("editable");
 inline const QString SensingNameKey = QStringLiteral("name");
 
-// The number of entries of the array; 0 when there is none.
+// An array that claims more entries comes from a damaged or hand-edited file: the
+// panels list only this many, and no writer touches it.
+constexpr int MaxSensingEntries = 1024;
+
+// The number of entries of the array as stored; 0 when there is none.
 int sensingArraySize();
 
 // Changes entry `index` of the array: `write` is called with the settings inside
 // that entry. Every index is walked so that the array keeps its size; an index
-// that names no entry writes nothing and gives false.
+// that names no entry, or an array beyond MaxSensingEntries, writes nothing and
+// gives false.
 bool writeSensingEntry(int index, const std::function<void(QSettings &entry)> &write);
 
 // Installs the custom entries and the presets when the store has no array yet.

@@ -170,6 +170,15 @@ private slots:
         QCOMPARE(after, before);
     }
 
+    void damagedSizeIsNeverWritten()
+    {
+        QSettings().setValue("sensing/size", 100000000);
+        const QMap<QString, QString> before = snapshot();
+        scriptReplies(peer, '5', {"003A1770"});
+        controller->readSettings();
+        QCOMPARE(snapshot(), before);
+    }
+
     void otherCommands()
     {
         QSignalSpy sent(controller, &SerialDispatcher::sigSendData);
