@@ -16,6 +16,7 @@ namespace {
 
 // A stored real counts as changed only beyond what two decimals can show.
 constexpr double RealTolerance = 0.0001;
+constexpr int HeadingGapPx = 8;
 
 QLabel *richLabel(const QString &text, QWidget *parent)
 {
@@ -48,6 +49,9 @@ void SensingChannel::createUi()
     auto *form = new QFormLayout;
     form->setLabelAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     form->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
+    // Twenty-six rows: kept tight so that the page fits a laptop screen, with the
+    // headings set apart instead.
+    form->setVerticalSpacing(2);
     column->addLayout(form);
     column->addStretch();
     outer->addLayout(column);
@@ -109,7 +113,9 @@ void SensingChannel::createUi()
 
 void SensingChannel::addHeading(QFormLayout *form, const QString &text)
 {
-    form->addRow(richLabel(QStringLiteral("<b>%1</b>").arg(text), this));
+    auto *heading = richLabel(QStringLiteral("<b>%1</b>").arg(text), this);
+    heading->setContentsMargins(0, HeadingGapPx, 0, 0);
+    form->addRow(heading);
 }
 
 void SensingChannel::connectUi()
