@@ -25,8 +25,6 @@ void TestKitOptions::parse_data()
     QTest::addColumn<QStringList>("left");
 
     const int c = KitFirmware::ChipIdRevC;
-    QTest::newRow("nothing") << false << QStringList() << c << QByteArray("2.3") << 130 << false
-                             << QString() << false << QStringList();
     QTest::newRow("chip B") << false << QStringList{"--chip", "B"} << 0x2466 << QByteArray("2.3")
                             << 130 << false << QString() << false << QStringList();
     QTest::newRow("chip as value after =")
@@ -35,8 +33,6 @@ void TestKitOptions::parse_data()
     QTest::newRow("chip too wide")
         << false << QStringList{"--chip", "0x12345"} << c << QByteArray("2.3") << 130 << false
         << QString() << true << QStringList();
-    QTest::newRow("chip letter D") << false << QStringList{"--chip", "D"} << c << QByteArray("2.3")
-                                   << 130 << false << QString() << true << QStringList();
     QTest::newRow("all kit options, Qt options kept")
         << false << QStringList{"-style",  "fusion", "--firmware",   "2.2",       "--press",  "77",
                                 "--paced", "--port", "/dev/ttyUSB0", "-platform", "offscreen"}
@@ -45,9 +41,6 @@ void TestKitOptions::parse_data()
     QTest::newRow("press not a number")
         << false << QStringList{"--press", "hard"} << c << QByteArray("2.3") << 130 << false
         << QString() << true << QStringList();
-    QTest::newRow("value missing at the end")
-        << false << QStringList{"--firmware"} << c << QByteArray("2.3") << 130 << false << QString()
-        << true << QStringList();
     QTest::newRow("simulator takes no --port")
         << true << QStringList{"--port", "/dev/x"} << c << QByteArray("2.3") << 130 << false
         << QString() << false << QStringList{"--port", "/dev/x"};
