@@ -1,3 +1,4 @@
+#include "audio/audiowidget.h"
 #include "audiosettings/audiosettingskeys.h"
 #include "audiosettings/audiosettingswidget.h"
 #include "support/testsettings.h"
@@ -120,6 +121,22 @@ private slots:
         QCOMPARE(spy.count(), updates);
         widget.init();
         QCOMPARE(spy.count(), updates);
+    }
+
+    // The audio page hosts the grid: a refresh reaches it, and its edits come back out.
+    void audioPageRelaysTheGrid()
+    {
+        AudioWidget page;
+        QSignalSpy updated(&page, SIGNAL(sigAudioSettingUpdated()));
+        QVERIFY(updated.isValid());
+        QSettings().setValue(AudioPlaybackGroup + "/ch0sw0type0", 60.0);
+
+        emit page.sigUpdateUi();
+
+        auto *grid = page.findChild<AudioSettingsWidget *>();
+        QVERIFY(grid);
+        QCOMPARE(qobject_cast<QDoubleSpinBox *>(cell(*grid, 2, 1))->text(), QString("60.00"));
+        QCOMPARE(updated.count(), 1);
     }
 
 private:
