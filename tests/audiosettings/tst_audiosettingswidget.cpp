@@ -18,6 +18,11 @@ QWidget *cell(AudioSettingsWidget &widget, int row, int column)
     return item ? item->widget() : nullptr;
 }
 
+void cellRow(const char *name, int row, int column, const char *heading, const char *key)
+{
+    QTest::newRow(name) << row << column << QString(heading) << QString(key);
+}
+
 } // namespace
 
 class TestAudioSettingsWidget : public QObject
@@ -47,18 +52,12 @@ private slots:
         QTest::addColumn<QString>("heading");
         QTest::addColumn<QString>("key");
 
-        QTest::newRow("OFF, A amplitude") << 2 << 1 << "Amplitude"
-                                          << "ch0sw0type0";
-        QTest::newRow("OFF, A vmin") << 2 << 3 << "Vmin"
-                                     << "ch0sw0type3";
-        QTest::newRow("OFF, B vmin") << 2 << 7 << "Vmin"
-                                     << "ch1sw0type3";
-        QTest::newRow("ON, A vmax") << 3 << 4 << "Vmax"
-                                    << "ch0sw1type2";
-        QTest::newRow("ON, B offset") << 3 << 6 << "Offset"
-                                      << "ch1sw1type1";
-        QTest::newRow("ON, B vmax") << 3 << 8 << "Vmax"
-                                    << "ch1sw1type2";
+        cellRow("OFF, A amplitude", 2, 1, "Amplitude", "ch0sw0type0");
+        cellRow("OFF, A vmin", 2, 3, "Vmin", "ch0sw0type3");
+        cellRow("OFF, B vmin", 2, 7, "Vmin", "ch1sw0type3");
+        cellRow("ON, A vmax", 3, 4, "Vmax", "ch0sw1type2");
+        cellRow("ON, B offset", 3, 6, "Offset", "ch1sw1type1");
+        cellRow("ON, B vmax", 3, 8, "Vmax", "ch1sw1type2");
     }
 
     void cellsCarryTheirKeys()
