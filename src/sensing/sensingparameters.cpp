@@ -18,6 +18,7 @@ SensingParameter real(const char *key, char code, int wire, int panel, const QSt
             QLatin1String(label), minimum,      maximum,           step, member, nullptr};
 }
 
+// Every count runs up to 255 in steps of 1; only the lower limit differs.
 SensingParameter count(const char *key, char code, int wire, int panel, const QString &heading,
                        const char *label, double minimum, unsigned SensingPreset::*member)
 {
