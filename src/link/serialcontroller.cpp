@@ -123,6 +123,9 @@ void SerialController::sendData(QByteArray data, int count, int read_data_count,
 
     serial->write(data.constData(), qMin<qint64>(qMax(count, 0), data.size()));
     if (!serial->waitForBytesWritten(WriteTimeoutMs)) {
+        // The command is lost: left in the buffer, it would reach the kit later,
+        // behind the commands that follow it.
+        serial->clear(QSerialPort::Output);
         isConnected();
         QMessageBox box(QMessageBox::Warning, QString(),
                         QStringLiteral("There was an error communicating with the dev kit"),
