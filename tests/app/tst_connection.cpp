@@ -17,8 +17,6 @@ namespace {
 
 const QString Green =
     "QLabel { background-color : #5DFC0A; color : black; padding: 5px 5px 5px 5px; }";
-const QString Red =
-    "QLabel { background-color : \t#FF0000; color : white; padding: 5px 5px 5px 5px; }";
 
 // A kit on a pseudo-terminal whose firmware is the simulator's model; it keeps the
 // commands it was sent, whole and in order.
@@ -120,7 +118,6 @@ private slots:
     void firstBoot();
     void actions_data();
     void actions();
-    void unplug();
 
 private:
     TestSettings settings;
@@ -323,27 +320,6 @@ void TestConnection::actions()
     QCOMPARE(textOf(window, "saveLabel"), saveLabel);
     QCOMPARE(window.cursor().shape(), Qt::ArrowCursor);
     QCOMPARE(closer.texts(), QStringList());
-}
-
-void TestConnection::unplug()
-{
-    storeSession(67, false);
-    FakeKit kit(KitFirmware::ChipIdRevC, "2.3");
-    QVERIFY(kit.open());
-    MainWindow window(kit.enumerator());
-    ModalCloser closer;
-    QCOMPARE(untilConnected(window), NoExit);
-    window.markUpToDate();
-
-    kit.unplug();
-    QTRY_COMPARE_WITH_TIMEOUT(textOf(window, "connectionLabel"), QStringLiteral("Not Connected"),
-                              5000);
-    QCOMPARE(window.findChild<QLabel *>("connectionLabel")->styleSheet(), Red);
-    QCOMPARE(textOf(window, "firmwareLabel"), QStringLiteral("Firmware ID: "));
-    QCOMPARE(textOf(window, "chipLabel"), QStringLiteral("Chip ID: "));
-    QCOMPARE(textOf(window, "syncLabel"), QStringLiteral("Pending Changes"));
-    QVERIFY(!window.findChild<QWidget *>("loadFromDeviceButton")->isEnabled());
-    QVERIFY(!window.findChild<QWidget *>("sensingButton")->isEnabled());
 }
 
 QTEST_MAIN(TestConnection)

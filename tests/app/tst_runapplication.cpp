@@ -50,6 +50,8 @@ void answerFileDialog(QFileDialog *dialog)
         dialog->reject();
         return;
     }
+    if (QWidget *focused = dialog->focusWidget())
+        focused->clearFocus();
     dialog->selectFile(scenario->fileAnswer);
     QMetaObject::invokeMethod(dialog, "accept");
 }
@@ -83,7 +85,9 @@ void step(QTimer *timer)
         }
         auto *button = dialog->findChild<QPushButton *>(scenario->dialogButton);
         QVERIFY(button);
-        QTest::mouseClick(button, Qt::LeftButton);
+        // Queued: the file dialog that "Load File" opens needs this timer free to answer it.
+        QMetaObject::invokeMethod(
+            button, [button] { QTest::mouseClick(button, Qt::LeftButton); }, Qt::QueuedConnection);
         return;
     }
     if (auto *dialog = qobject_cast<QFileDialog *>(modal)) {
@@ -151,47 +155,52 @@ void TestRunApplication::passes_data()
 {
     QTest::addColumn<QString>("chipid");
     QTest::addColumn<QString>("dialogButton");
+    QTest::addColumn<bool>("chooseFile");
     QTest::addColumn<QList<int>>("exitCodes");
     QTest::addColumn<QStringList>("seen");
     QTest::addColumn<int>("result");
 
     const QString restore = QStringLiteral("restoreButton");
-    QTest::newRow("restore keeps the session")
-        << "66" << restore << QList<int>{0} << QStringList{"D 66/1"} << 0;
-    QTest::newRow("session without chipid becomes revision C")
-        << "" << restore << QList<int>{0} << QStringList{"D 67/1"} << 0;
-    QTest::newRow("closing the dialog keeps the session")
-        << "66"
-        << "" << QList<int>{0} << QStringList{"D 66/1"} << 0;
-    QTest::newRow("new session starts as revision C")
-        << "66"
-        << "newButton" << QList<int>{0} << QStringList{"D 67/-"} << 0;
-    QTest::newRow("open restart keeps the settings")
-        << "66" << restore << QList<int>{EXIT_CODE_RESTART, 0} << QStringList{"D 66/1", "66/100"}
-        << 0;
-    QTest::newRow("revision B restart clears")
-        << "67" << restore << QList<int>{EXIT_CODE_RESTART_REV_B, 0}
-        << QStringList{"D 67/1", "66/-"} << 0;
-    QTest::newRow("revision C restart clears")
-        << "66" << restore << QList<int>{EXIT_CODE_RESTART_REV_C, 0}
-        << QStringList{"D 66/1", "67/-"} << 0;
-    QTest::newRow("result is the last code that is no restart")
-        << "66" << restore
-        << QList<int>{EXIT_CODE_RESTART, EXIT_CODE_RESTART_REV_B, EXIT_CODE_RESTART_REV_C, 3}
-        << QStringList{"D 66/1", "66/100", "66/-", "67/-"} << 3;
-    QTest::newRow("another negative code ends the process")
-        << "66" << restore << QList<int>{-1} << QStringList{"D 66/1"} << -1;
+    const QString load = QStringLiteral("loadButton");
+    const QList<int> once{0};
+    auto row = [](const char *name, const char *chipid, const QString &button, bool choose,
+                  const QList<int> &codes, const QStringList &seen, int result) {
+        QTest::newRow(name) << QString(chipid) << button << choose << codes << seen << result;
+    };
+    row("restore keeps the session", "66", restore, false, once, {"D 66/1"}, 0);
+    row("session without chipid becomes revision C", "", restore, false, once, {"D 67/1"}, 0);
+    row("closing the dialog keeps the session", "66", "", false, once, {"D 66/1"}, 0);
+    row("new session starts as revision C", "66", "newButton", false, once, {"D 67/-"}, 0);
+    row("load takes the chosen file", "67", load, true, once, {"D 66/chosen"}, 0);
+    row("load cancelled keeps the session", "66", load, false, once, {"D 66/1"}, 0);
+    row("open restart keeps the settings", "66", restore, false, {EXIT_CODE_RESTART, 0},
+        {"D 66/1", "66/100"}, 0);
+    row("revision B restart clears", "67", restore, false, {EXIT_CODE_RESTART_REV_B, 0},
+        {"D 67/1", "66/-"}, 0);
+    row("revision C restart clears", "66", restore, false, {EXIT_CODE_RESTART_REV_C, 0},
+        {"D 66/1", "67/-"}, 0);
+    row("result is the last code that is no restart", "66", restore, false,
+        {EXIT_CODE_RESTART, EXIT_CODE_RESTART_REV_B, EXIT_CODE_RESTART_REV_C, 3},
+        {"D 66/1", "66/100", "66/-", "67/-"}, 3);
+    row("another negative code ends the process", "66", restore, false, {-1}, {"D 66/1"}, -1);
 }
 
 void TestRunApplication::passes()
 {
     QFETCH(QString, chipid);
     QFETCH(QString, dialogButton);
+    QFETCH(bool, chooseFile);
     QFETCH(QList<int>, exitCodes);
     QFETCH(QStringList, seen);
     QFETCH(int, result);
 
     writeSession(chipid, QStringLiteral("1"));
+    if (chooseFile) {
+        current.fileAnswer = settings.dir() + QStringLiteral("/chosen.ini");
+        QSettings chosen(current.fileAnswer, QSettings::IniFormat);
+        chosen.setValue(QStringLiteral("chipid"), 66);
+        chosen.setValue(MarkerKey, QStringLiteral("chosen"));
+    }
     current.dialogButton = dialogButton;
     current.exitCodes = exitCodes;
 

@@ -34,8 +34,6 @@ private slots:
     void replaceWithCopy_data();
     void replaceWithCopy();
     void loadIsSeenBySettings();
-    void failedLoadKeepsSession();
-    void saveOntoSessionFileKeepsIt();
 
 private:
     TestSettings settings;
@@ -106,28 +104,6 @@ void TestSettingsFile::loadIsSeenBySettings()
     // A settings object that was open before the load must see the new content.
     QCOMPARE(session.value("marker").toString(), QStringLiteral("chosen"));
     QCOMPARE(QSettings().value("marker").toString(), QStringLiteral("chosen"));
-}
-
-void TestSettingsFile::failedLoadKeepsSession()
-{
-    {
-        QSettings session;
-        session.setValue("marker", "old");
-        session.sync();
-    }
-    QVERIFY(!loadSettingsFrom(settings.dir() + "/absent.ini"));
-    QCOMPARE(QSettings().value("marker").toString(), QStringLiteral("old"));
-}
-
-void TestSettingsFile::saveOntoSessionFileKeepsIt()
-{
-    {
-        QSettings session;
-        session.setValue("marker", "old");
-        session.sync();
-    }
-    QVERIFY(saveSettingsTo(settings.fileName()));
-    QVERIFY(readFile(settings.fileName()).contains("marker=old"));
 }
 
 QTEST_MAIN(TestSettingsFile)
