@@ -1,156 +1,160 @@
+#include "audio/audiowidget.h"
 #include "audiosettings/audiosettingscontroller.h"
 #include "audiosettings/audiosettingskeys.h"
-#include "link/serialcontroller.h"
-#include "ptykitpeer.h"
+#include "audiosettings/audiosettingswidget.h"
+#include "support/datarow.h"
+#include "support/kitfixture.h"
 #include "support/scriptedreplies.h"
-#include "support/testsettings.h"
 
+#include <QDoubleSpinBox>
+#include <QGridLayout>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QtTest>
 
 namespace {
 
-void sendRow(const char *name, const char *key, const QVariant &value, const char *hex)
-{
-    QTest::newRow(name) << QString(key) << value << QByteArray::fromHex(hex);
-}
-
 // A record as hex: the key's characters, then the value's two bytes.
-QString record(const char *key, const char *value)
+QString record(const QByteArray &key, const char *value)
 {
-    return QString::fromLatin1(QByteArray(key).toHex()) + value;
+    return QString::fromLatin1(key.toHex()) + value;
 }
 
-// replies: the kit's answers to successive reads, separated by "|", each in pieces.
-void recordRow(const char *name, const QString &replies, const QStringList &keys = {},
-               double value = 0)
+QDoubleSpinBox *cell(AudioSettingsWidget &widget, int row, int column)
 {
-    QTest::newRow(name) << replies << keys << value;
+    QGridLayout *grid = widget.findChild<QGridLayout *>();
+    return qobject_cast<QDoubleSpinBox *>(grid->itemAtPosition(row, column)->widget());
 }
 
 } // namespace
 
-class TestAudioSettingsController : public QObject
+// The controller over a pseudo-terminal kit, and the grid of sixteen fields.
+class TestAudioSettings : public QObject
 {
     Q_OBJECT
 
 private slots:
     void initTestCase()
     {
-        qRegisterMetaType<ReadType>("ReadType");
-        if (!peer.open())
+        if (!kit.open())
             QSKIP("no pseudo-terminal for the kit");
     }
-    void init()
-    {
-        settings.reset();
-        serial = new SerialController(peer.enumerator());
-        QVERIFY(serial->isConnected());
-        controller = new AudioSettingsController(serial);
-        peer.clearReceived();
-    }
-    void cleanup()
-    {
-        delete controller;
-        delete serial;
-    }
+    void init() { QVERIFY(kit.restart()); }
 
     void sendsValidKeysOnly_data()
     {
         QTest::addColumn<QString>("key");
         QTest::addColumn<QVariant>("value");
-        QTest::addColumn<QByteArray>("command"); // empty: nothing is sent
+        QTest::addColumn<QString>("command"); // empty: nothing is sent
 
-        sendRow("vmax of A, ON", "ch0sw1type2", 60.0, "363031321770");
-        sendRow("vmin of B, OFF", "ch1sw0type3", -10.0, "36313033FC18");
-        sendRow("float from a reply", "ch1sw1type1", -95.0f, "36313131DAE4");
-        sendRow("hand-edited value beyond the encoding", "ch0sw0type1", "400", "363030317FFF");
+        dataRow("vmax of A, ON", "ch0sw1type2", QVariant(60.0), "363031321770");
+        dataRow("float from a reply", "ch1sw1type1", QVariant(-95.0f), "36313131DAE4");
+        dataRow("beyond the encoding", "ch0sw0type1", QVariant("400"), "363030317FFF");
         for (const char *foreign :
              {"ch2sw0type0", "ch0sw0type4", "ch0sw0type0x", "c", "sub/ch0sw0type0", "CH0SW0TYPE0"})
-            sendRow(foreign, foreign, 1.0, "");
+            dataRow(foreign, foreign, QVariant(1.0), "");
     }
     void sendsValidKeysOnly()
     {
         QFETCH(QString, key);
         QFETCH(QVariant, value);
-        QFETCH(QByteArray, command);
+        QFETCH(QString, command);
 
         QSettings().setValue(AudioPlaybackGroup + '/' + key, value);
-        QSignalSpy spy(controller, &SerialDispatcher::sigSendData);
-        QVERIFY(spy.isValid());
-        controller->send();
-
-        QCOMPARE(spy.count(), command.isEmpty() ? 0 : 1);
-        if (!command.isEmpty()) {
-            QCOMPARE(spy.at(0).mid(1), (QList<QVariant>{6, 0, QVariant::fromValue(ReadNone)}));
-            QVERIFY(peer.waitForBytes(6, 1000));
-            QCOMPARE(peer.receivedBytes(), command);
-        }
+        kit.controller->send();
+        kit.peer.waitForBytes(6, command.isEmpty() ? 200 : 1000);
+        QCOMPARE(kit.peer.receivedBytes(), QByteArray::fromHex(command.toLatin1()));
     }
 
+    // replies: the kit's answers to successive reads, separated by "|", each in pieces.
     void storesRecords_data()
     {
         QTest::addColumn<QString>("replies");
         QTest::addColumn<QStringList>("keys"); // what the group holds afterwards
-        QTest::addColumn<double>("value");     // of the first key
 
         const QString a = record("ch0sw0type0", "1770");
         const QString b = record("ch1sw0type3", "FC18");
-        recordRow("whole record", a, {"ch0sw0type0"}, 60.0);
-        recordRow("key cut across reads", a.left(10) + ' ' + a.mid(10), {"ch0sw0type0"}, 60.0);
-        recordRow("records cut across reads", a + b.left(6) + ' ' + b.mid(6),
-                  {"ch0sw0type0", "ch1sw0type3"}, 60.0);
-        recordRow("stale tail does not join the next read", a.left(24) + " | " + b, {"ch1sw0type3"},
-                  -10.0);
-        recordRow("short tail stores nothing", a.left(24));
-        recordRow("channel out of range", record("ch2sw0type0", "1770"));
-        recordRow("zero byte inside the key",
-                  QString::fromLatin1(QByteArray("ch0sw0\0ype0", 11).toHex()) + "1770");
+        const QStringList none, first{"ch0sw0type0"}, second{"ch1sw0type3"};
+        dataRow("whole record", a, first);
+        dataRow("key cut across reads", a.left(10) + ' ' + a.mid(10), first);
+        dataRow("records cut across reads", a + b.left(6) + ' ' + b.mid(6), first + second);
+        dataRow("stale tail does not join the next read", a.left(24) + " | " + b, second);
+        dataRow("short tail stores nothing", a.left(24), none);
+        dataRow("channel out of range", record("ch2sw0type0", "1770"), none);
+        dataRow("zero byte inside the key", record(QByteArray("ch0sw0\0ype0", 11), "1770"), none);
     }
     void storesRecords()
     {
         QFETCH(QString, replies);
         QFETCH(QStringList, keys);
-        QFETCH(double, value);
 
-        QSignalSpy refreshed(controller, &AudioSettingsController::sigUpdateUi);
-        QVERIFY(refreshed.isValid());
+        QSignalSpy refreshed(kit.controller.get(), &AudioSettingsController::sigUpdateUi);
         const QStringList answers = replies.split(" | ");
-        scriptReplies(peer, '8', answers);
+        scriptReplies(kit.peer, '8', answers);
         for (int i = 0; i < answers.size(); ++i)
-            controller->read();
+            kit.controller->read();
         // Every controller sees every reply; only an audio settings read is stored.
-        controller->Dispatch(QByteArray::fromHex(record("ch1sw1type1", "1770").toLatin1()), 13,
-                             ReadSensing);
+        kit.controller->Dispatch(QByteArray::fromHex(record("ch1sw1type1", "1770").toLatin1()), 13,
+                                 ReadSensing);
 
         QSettings settings;
         settings.beginGroup(AudioPlaybackGroup);
         QCOMPARE(settings.allKeys(), keys);
-        if (!keys.isEmpty())
-            QCOMPARE(settings.value(keys.first()).toDouble(), value);
+        for (const QString &key : keys)
+            QCOMPARE(settings.value(key).toDouble(), key == "ch0sw0type0" ? 60.0 : -10.0);
         QCOMPARE(refreshed.count(), keys.size());
     }
 
-    void readAndSaveCommands()
+    // Stored after the grid was built, then refreshed twice: what cannot show is rewritten once.
+    void fieldsShowTheirKeys_data()
     {
-        QSignalSpy sent(controller, &SerialDispatcher::sigSendData);
-        QVERIFY(sent.isValid());
-        controller->read();
-        controller->save();
-        QCOMPARE(sent.count(), 2);
-        QCOMPARE(sent.at(0).mid(1),
-                 (QList<QVariant>{1, 13, QVariant::fromValue(ReadAudioSettings)}));
-        QVERIFY(peer.waitForBytes(2, 1000));
-        QCOMPARE(peer.receivedBytes(), QByteArray("87"));
+        QTest::addColumn<int>("row");
+        QTest::addColumn<int>("column");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QVariant>("value");
+        QTest::addColumn<QString>("display");
+
+        dataRow("OFF, A vmin unchanged", 2, 3, "ch0sw0type3", QVariant(0.0), "0.00");
+        dataRow("OFF, B vmin above range", 2, 7, "ch1sw0type3", QVariant(120.0), "95.00");
+        dataRow("ON, B offset below range", 3, 6, "ch1sw1type1", QVariant(-300.0f), "-95.00");
+        dataRow("ON, B vmax third decimal", 3, 8, "ch1sw1type2", QVariant("1.126"), "1.13");
+    }
+    void fieldsShowTheirKeys()
+    {
+        QFETCH(int, row);
+        QFETCH(int, column);
+        QFETCH(QString, key);
+        QFETCH(QVariant, value);
+        QFETCH(QString, display);
+
+        AudioSettingsWidget widget(AudioPlaybackGroup);
+        QSettings().setValue(AudioPlaybackGroup + '/' + key, value);
+        QSignalSpy spy(&widget, &AudioSettingsWidget::sigAudioSettingUpdated);
+        widget.init();
+        widget.init();
+
+        QCOMPARE(cell(widget, row, column)->text(), display);
+        QCOMPARE(QSettings().value(AudioPlaybackGroup + '/' + key).toDouble(), display.toDouble());
+        QCOMPARE(spy.count(), display == "0.00" ? 0 : 1); // a field that changes writes
+    }
+
+    // The audio page hosts the grid: a refresh reaches it, and each edit comes back out.
+    void audioPageRelaysTheGrid()
+    {
+        AudioWidget page;
+        AudioSettingsWidget *grid = page.findChild<AudioSettingsWidget *>();
+        QSignalSpy updated(&page, SIGNAL(sigAudioSettingUpdated()));
+        QSettings().setValue(AudioPlaybackGroup + "/ch0sw0type0", 60.0);
+        emit page.sigUpdateUi();
+        QCOMPARE(cell(*grid, 2, 1)->text(), QString("60.00"));
+        QTest::keyClick(cell(*grid, 3, 4), Qt::Key_Up); // a step writes once
+        QCOMPARE(QSettings().value(AudioPlaybackGroup + "/ch0sw1type2").toDouble(), 0.5);
+        QCOMPARE(updated.count(), 2);
     }
 
 private:
-    TestSettings settings;
-    PtyKitPeer peer;
-    SerialController *serial = nullptr;
-    AudioSettingsController *controller = nullptr;
+    KitFixture<AudioSettingsController> kit;
 };
 
-QTEST_MAIN(TestAudioSettingsController)
-#include "tst_audiosettingscontroller.moc"
+QTEST_MAIN(TestAudioSettings)
+#include "tst_audiosettings.moc"

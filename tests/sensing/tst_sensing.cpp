@@ -1,16 +1,20 @@
-#include "link/serialcontroller.h"
-#include "ptykitpeer.h"
+#include "sensing/sensingchannel.h"
 #include "sensing/sensingcontroller.h"
 #include "sensing/sensingparameters.h"
 #include "sensing/sensingsettings.h"
+#include "sensing/sensingwidget.h"
+#include "support/datarow.h"
+#include "support/kitfixture.h"
 #include "support/scriptedreplies.h"
-#include "support/testsettings.h"
 
+#include <QComboBox>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QtTest>
 
 namespace {
+
+constexpr int Tdk = 2;
 
 QMap<QString, QString> snapshot()
 {
@@ -21,68 +25,59 @@ QMap<QString, QString> snapshot()
     return values;
 }
 
-void sendRow(const char *name, const char *channel, const char *key, const char *text,
-             const char *hex)
+QVariant stored(int index, const QString &key)
 {
-    QTest::newRow(name) << QString(channel) << QString(key) << QString(text)
-                        << QByteArray::fromHex(hex);
+    return QSettings().value(QStringLiteral("sensing/%1/%2").arg(index + 1).arg(key));
 }
 
-// pieces: hex pieces separated by blanks; a "|" stands for a new read command.
-void recordRow(const char *name, const char *pieces, const char *changedKey = "", double value = 0)
+void store(int index, const QString &key, const QVariant &value)
 {
-    QTest::newRow(name) << QString(pieces) << QString(changedKey) << value;
+    writeSensingEntry(index, [&](QSettings &entry) { entry.setValue(key, value); });
+}
+
+SensingChannel *panelOf(SensingWidget &widget, int channel)
+{
+    return widget.findChild<SensingChannel *>(QStringLiteral("sensingChannel%1").arg(channel));
+}
+
+void select(SensingWidget &widget, int channel, int index)
+{
+    panelOf(widget, channel)->findChild<QComboBox *>("configSelector")->setCurrentIndex(index);
+}
+
+QAbstractSpinBox *fieldOf(SensingWidget &widget, int channel, const QString &key)
+{
+    return panelOf(widget, channel)->findChild<QAbstractSpinBox *>(key);
 }
 
 } // namespace
 
-class TestSensingController : public QObject
+// The controller over a pseudo-terminal kit, and the page with its two channel panels.
+class TestSensing : public QObject
 {
     Q_OBJECT
 
 private slots:
     void initTestCase()
     {
-        qRegisterMetaType<ReadType>("ReadType");
-        if (!peer.open())
+        if (!kit.open())
             QSKIP("no pseudo-terminal for the kit");
     }
-    void init()
-    {
-        settings.reset();
-        serial = new SerialController(peer.enumerator());
-        QVERIFY(serial->isConnected());
-        controller = new SensingController(serial);
-        peer.clearReceived();
-    }
-    void cleanup()
-    {
-        delete controller;
-        delete serial;
-    }
+    void init() { QVERIFY(kit.restart()); }
+    void cleanup() { QLocale::setDefault(QLocale::c()); }
 
     void installsDefaultsOnce()
     {
-        const QStringList names{"Custom 0", "Custom 1", "TDK PowerHap 2.5G", "MIDE PPA-2014"};
         QSettings s;
-        QCOMPARE(s.value("sensing/size").toInt(), 4);
-        for (int i = 0; i < 4; ++i) {
-            QCOMPARE(s.value(QStringLiteral("sensing/%1/name").arg(i + 1)).toString(), names[i]);
-            QCOMPARE(s.value(QStringLiteral("sensing/%1/editable").arg(i + 1)).toBool(), i < 2);
-        }
+        QStringList names;
+        for (int i = 1; i <= s.value("sensing/size").toInt(); ++i)
+            names << s.value(QStringLiteral("sensing/%1/name").arg(i)).toString();
+        QCOMPARE(names,
+                 (QStringList{"Custom 0", "Custom 1", "TDK PowerHap 2.5G", "MIDE PPA-2014"}));
         s.setValue("sensing/1/nb_prd_long", "7");
-        SensingController second(serial);
-        QCOMPARE(snapshot().value("sensing/1/nb_prd_long"), QString("7"));
-        QCOMPARE(snapshot().size(), 1 + 4 * 21);
-    }
-
-    void leavesAnExistingArrayAlone()
-    {
-        settings.reset();
-        QSettings().setValue("sensing/1/name", "Old");
-        QSettings().setValue("sensing/size", 1);
-        installSensingDefaults();
-        QCOMPARE(snapshot().keys(), (QStringList{"sensing/1/name", "sensing/size"}));
+        const QMap<QString, QString> before = snapshot();
+        SensingController second(kit.serial.get());
+        QCOMPARE(snapshot(), before);
     }
 
     void sendsNineteenCommands_data()
@@ -90,63 +85,53 @@ private slots:
         QTest::addColumn<QString>("channel");
         QTest::addColumn<QString>("key");
         QTest::addColumn<QString>("text");
-        QTest::addColumn<QByteArray>("command");
+        QTest::addColumn<QString>("command");
 
-        sendRow("amplitude on A", "0", "low_amp_multiplicator", "0.75", "323030004B");
-        sendRow("negative vmin on B", "1", "on_vmin", "-10.00", "323140FC18");
-        sendRow("count as word", "0", "high_freq_feedback", "180", "32303400B4");
-        sendRow("count keeps its low 16 bits", "0", "low_freq_feedback", "70000", "3230331170");
-        sendRow("real beyond the encoding is clamped", "1", "off_vmax", "400", "32313C7FFF");
-        sendRow("decimal comma is no number", "0", "high_amp_press", "0,75", "3230310000");
+        dataRow("amplitude on A", "0", "low_amp_multiplicator", "0.75", "323030004B");
+        dataRow("negative vmin on B", "1", "on_vmin", "-10.00", "323140FC18");
+        dataRow("count keeps its low 16 bits", "0", "low_freq_feedback", "70000", "3230331170");
+        dataRow("real beyond the encoding is clamped", "1", "off_vmax", "400", "32313C7FFF");
     }
     void sendsNineteenCommands()
     {
         QFETCH(QString, channel);
         QFETCH(QString, key);
         QFETCH(QString, text);
-        QFETCH(QByteArray, command);
+        QFETCH(QString, command);
 
         QStringList t;
         for (const SensingParameter *parameter : sensingParametersInWireOrder())
             t.append(parameter->key == key ? text : QStringLiteral("1"));
-        QSignalSpy spy(controller, &SerialDispatcher::sigSendData);
-        QVERIFY(spy.isValid());
-        controller->sendSettings(channel, t[0], t[1], t[2], t[3], t[4], t[5], t[6], t[7], t[8],
-                                 t[9], t[10], t[11], t[12], t[13], t[14], t[15], t[16], t[17],
-                                 t[18]);
+        kit.controller->sendSettings(channel, t[0], t[1], t[2], t[3], t[4], t[5], t[6], t[7], t[8],
+                                     t[9], t[10], t[11], t[12], t[13], t[14], t[15], t[16], t[17],
+                                     t[18]);
 
-        QVERIFY(peer.waitForBytes(19 * 5, 1000));
-        const QByteArray wire = peer.receivedBytes();
+        QVERIFY(kit.peer.waitForBytes(19 * 5, 1000));
+        const QByteArray wire = kit.peer.receivedBytes();
         QCOMPARE(wire.size(), 19 * 5);
         QByteArray codes;
-        QList<QByteArray> commands;
-        for (int i = 0; i < 19; ++i) {
-            QCOMPARE(spy.at(i).mid(1), (QList<QVariant>{5, 0, QVariant::fromValue(ReadNone)}));
-            commands.append(wire.mid(i * 5, 5));
-            codes.append(commands.last().at(2));
-        }
+        for (int i = 0; i < 19; ++i)
+            codes.append(wire.at(i * 5 + 2));
         QCOMPARE(codes, QByteArray("0123456AB79:;<>?!#@"));
-        QVERIFY(commands.contains(command));
+        QCOMPARE(wire.indexOf(QByteArray::fromHex(command.toLatin1())) % 5, 0);
     }
 
+    // replies: hex pieces separated by blanks; a "|" stands for a new read command.
     void storesRecords_data()
     {
         QTest::addColumn<QString>("replies");
         QTest::addColumn<QString>("changedKey"); // empty: the settings stay as they were
         QTest::addColumn<double>("value");
 
-        recordRow("real into Custom 0", "003A1770", "sensing/1/off_amplitude", 60.0);
-        recordRow("count into Custom 1", "0136000F", "sensing/2/low_sens_press_thresh", 15.0);
-        recordRow("negative real", "003EFC18", "sensing/1/off_vmin", -10.0);
-        recordRow("record in two reads", "01 23251C", "sensing/2/on_vmax", 95.0);
-        recordRow("records cut across reads", "003817 70012325 1C", "sensing/2/on_vmax", 95.0);
-        recordRow("stale tail does not join the next read", "003A17 | 003EFC18",
-                  "sensing/1/off_vmin", -10.0);
-        recordRow("short tail stores nothing", "003A17");
+        dataRow("real into Custom 0", "003A1770", "sensing/1/off_amplitude", 60.0);
+        dataRow("negative real", "003EFC18", "sensing/1/off_vmin", -10.0);
+        dataRow("records cut across reads", "003817 70012325 1C", "sensing/2/on_vmax", 95.0);
+        dataRow("stale tail does not join the next read", "003A17 | 003EFC18", "sensing/1/off_vmin",
+                -10.0);
+        dataRow("short tail stores nothing", "003A17", "", 0.0);
         for (const char *code : {"38", "3D", "22", "20", "43"})
-            recordRow(code, qPrintable(QStringLiteral("00%10005").arg(code)));
-        recordRow("index beyond the array", "04300005");
-        recordRow("negative index", "FF300005");
+            dataRow(code, QStringLiteral("00%10005").arg(code), "", 0.0);
+        dataRow("index beyond the array", "04300005", "", 0.0);
     }
     void storesRecords()
     {
@@ -156,11 +141,11 @@ private slots:
 
         const QMap<QString, QString> before = snapshot();
         const QStringList answers = replies.split(" | ");
-        scriptReplies(peer, '5', answers);
+        scriptReplies(kit.peer, '5', answers);
         for (int i = 0; i < answers.size(); ++i)
-            controller->readSettings();
+            kit.controller->readSettings();
         // Every controller sees every reply; only a sensing read is stored.
-        controller->Dispatch(QByteArray::fromHex("003A1770"), 4, ReadAudioSettings);
+        kit.controller->Dispatch(QByteArray::fromHex("003A1770"), 4, ReadAudioSettings);
 
         QMap<QString, QString> after = snapshot();
         if (!changedKey.isEmpty()) {
@@ -170,40 +155,95 @@ private slots:
         QCOMPARE(after, before);
     }
 
-    void damagedSizeIsNeverWritten()
+    // Custom 0 is the TDK preset but for one field, which alone may change on the way back.
+    void showsStoredValuesWithinRange_data()
     {
-        QSettings().setValue("sensing/size", 100000000);
-        const QMap<QString, QString> before = snapshot();
-        scriptReplies(peer, '5', {"003A1770"});
-        controller->readSettings();
-        QCOMPARE(snapshot(), before);
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QVariant>("value");
+        QTest::addColumn<QString>("display");
+        QTest::addColumn<QVariant>("storedAfter");
+
+        dataRow("zero count shows 1", "low_freq_feedback", QVariant(0), "1", QVariant("1"));
+        dataRow("real above range", "off_amplitude", QVariant("120"), "95.00", QVariant("95.00"));
+        dataRow("float with two decimals is quiet", "on_offset", QVariant(-10.3f), "-10.30",
+                QVariant(-10.3f));
+        dataRow("third decimal is rounded away", "high_amp_release", QVariant("0.123"), "0.12",
+                QVariant("0.12"));
+    }
+    void showsStoredValuesWithinRange()
+    {
+        QFETCH(QString, key);
+        QFETCH(QVariant, value);
+        QFETCH(QString, display);
+        QFETCH(QVariant, storedAfter);
+
+        for (const SensingParameter &parameter : sensingParameters())
+            store(0, parameter.key, stored(Tdk, parameter.key));
+        store(0, key, value);
+        SensingWidget widget;
+        QCOMPARE(fieldOf(widget, 0, key)->text(), display);
+        QCOMPARE(stored(0, key), value); // the first display corrects nothing
+        QSignalSpy spy(&widget, &SensingWidget::sigValueChanged);
+
+        select(widget, 0, Tdk);
+        select(widget, 0, 0);
+
+        QCOMPARE(fieldOf(widget, 0, key)->text(), display);
+        QCOMPARE(stored(0, key), storedAfter);
+        QCOMPARE(spy.count(), storedAfter == value ? 0 : 1);
     }
 
-    void otherCommands()
+    // Steps up in panel B's field reach panel A while both show Custom 1, and only then.
+    void panelsOnOneEntryFollowEachOther()
     {
-        QSignalSpy sent(controller, &SerialDispatcher::sigSendData);
-        QSignalSpy refreshed(controller, &SensingController::sigUpdateUi);
-        QVERIFY(sent.isValid());
-        QVERIFY(refreshed.isValid());
-        controller->readSettings();
-        QCOMPARE(refreshed.count(), 1);
-        controller->saveSettings();
-        controller->enableSensing(1);
-        controller->enableSensing(0);
+        store(1, "low_freq_feedback", "100");
+        SensingWidget widget;
+        select(widget, 0, 1);
+        QSignalSpy spy(&widget, &SensingWidget::sigValueChanged);
+        QTest::keyClick(fieldOf(widget, 1, "low_freq_feedback"), Qt::Key_Up);
+        QCOMPARE(spy.count(), 1);
+        QCOMPARE(stored(1, "low_freq_feedback").toString(), QString("101"));
+        QCOMPARE(fieldOf(widget, 0, "low_freq_feedback")->text(), QString("101"));
 
-        QList<QByteArray> commands;
-        for (const QList<QVariant> &call : qAsConst(sent))
-            commands.append(call.at(0).toByteArray());
-        QCOMPARE(commands, (QList<QByteArray>{"5", "30", "31", "D1", "D0"}));
-        QCOMPARE(sent.at(0).mid(1), (QList<QVariant>{1, 4, QVariant::fromValue(ReadSensing)}));
+        select(widget, 0, 0);
+        const QString own = fieldOf(widget, 0, "low_freq_feedback")->text();
+        QTest::keyClick(fieldOf(widget, 1, "low_freq_feedback"), Qt::Key_Up);
+        QCOMPARE(stored(1, "low_freq_feedback").toString(), QString("102"));
+        QCOMPARE(fieldOf(widget, 0, "low_freq_feedback")->text(), own);
+        QCOMPARE(sensingArraySize(), 4);
+    }
+
+    // Panel A steps Custom 0 up under a decimal comma, panel B shows a read-only preset;
+    // the stored text and the wire carry a decimal point, and the preset is sent as stored.
+    void sendsEditedAndPresetValues()
+    {
+        QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
+        store(0, "low_amp_multiplicator", "0.74");
+        SensingWidget widget;
+        select(widget, 1, Tdk);
+        const QList<QAbstractSpinBox *> fields =
+            panelOf(widget, 1)->findChildren<QAbstractSpinBox *>();
+        QCOMPARE(fields.size(), 19);
+        for (QAbstractSpinBox *field : fields)
+            QVERIFY2(!field->isEnabled(), qPrintable(field->objectName()));
+        QTest::keyClick(fieldOf(widget, 0, "low_amp_multiplicator"), Qt::Key_Up);
+        QCOMPARE(fieldOf(widget, 0, "low_amp_multiplicator")->text(), QString("0,75"));
+        QCOMPARE(stored(0, "low_amp_multiplicator").toString(), QString("0.75"));
+
+        connect(&widget, &SensingWidget::sigSend, kit.controller.get(),
+                &SensingController::sendSettings);
+        QSignalSpy spy(&widget, &SensingWidget::sigSend);
+        widget.send();
+        QCOMPARE(spy.count(), 2);
+        QCOMPARE(spy.at(1).at(7).toString(), QString("15"));   // low_sens_press_thresh
+        QCOMPARE(spy.at(1).at(15).toString(), QString("-10")); // off_vmin
+        QVERIFY(kit.peer.waitForBytes(38 * 5, 2000));
+        QCOMPARE(kit.peer.receivedBytes().left(5), QByteArray::fromHex("323030004B"));
     }
 
 private:
-    TestSettings settings;
-    PtyKitPeer peer;
-    SerialController *serial = nullptr;
-    SensingController *controller = nullptr;
+    KitFixture<SensingController> kit;
 };
 
-QTEST_MAIN(TestSensingController)
-#include "tst_sensingcontroller.moc"
+QTEST_MAIN(TestSensing)
+#include "tst_sensing.moc"
