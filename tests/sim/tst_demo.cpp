@@ -9,102 +9,67 @@
 #include "app/constants.h"
 #include "app/mainwindow.h"
 #include "support/modalcloser.h"
+#include "support/testargv.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QLabel>
 #include <QTemporaryDir>
-#include <QTimer>
 #include <QtTest>
-#include <vector>
 
 namespace {
 
-// What one pass of the program showed.
-struct Pass
-{
-    QString connection;
-    QString firmware;
-    QString chip;
-    QStringList boxes;
-    bool timedOut = false;
-};
-
-QList<Pass> passes;
+QStringList seen; // the window of each pass once it is identified, and each message box
+int passCount = 0;
 bool watching = false;
 
-const int MaxPasses = 4;
-const int PassTimeoutMs = 20000;
-const int StableTicks = 5; // connected and identified, with no dialog, for this long
-
+// Watches one pass; closes the window once it has stayed connected and identified for
+// half a second, and fails a pass that takes over 20 s or a fifth pass.
 class Watcher : public QObject
 {
 public:
     explicit Watcher(QObject *parent) : QObject(parent), closer(new ModalCloser(this))
     {
-        passes.append(Pass());
-        index = passes.size() - 1;
+        ++passCount;
         clock.start();
-        auto *timer = new QTimer(this);
-        connect(timer, &QTimer::timeout, this, &Watcher::look);
-        timer->start(100);
-        if (passes.size() > MaxPasses)
-            QCoreApplication::exit(1);
+        startTimer(100);
     }
-
     // A box that ends the pass is closed after the last look.
-    ~Watcher() override { passes[index].boxes = closer->texts(); }
+    ~Watcher() override { seen += closer->texts(); }
 
 private:
-    void look()
+    void timerEvent(QTimerEvent *) override
     {
-        Pass &pass = passes[index];
-        pass.boxes = closer->texts();
-        if (clock.elapsed() > PassTimeoutMs) {
-            pass.timedOut = true;
+        if (clock.elapsed() > 20000 || passCount > 4)
             QCoreApplication::exit(1);
-            return;
-        }
         MainWindow *window = nullptr;
-        for (QWidget *widget : QApplication::topLevelWidgets()) {
-            if (auto *found = qobject_cast<MainWindow *>(widget))
-                window = found;
+        for (QWidget *widget : QApplication::topLevelWidgets())
+            window = window ? window : qobject_cast<MainWindow *>(widget);
+        QStringList texts;
+        for (const char *name : {"connectionLabel", "firmwareLabel", "chipLabel"}) {
+            if (window && !QApplication::activeModalWidget())
+                texts << window->findChild<QLabel *>(QLatin1String(name))->text();
         }
-        if (!window || QApplication::activeModalWidget()) {
-            stable = 0;
-            return;
+        const bool identified = texts.value(0) == QLatin1String("Connected") &&
+                                texts.value(2) != QLatin1String("Chip ID: ");
+        stable = identified ? stable + 1 : 0;
+        if (stable == 5) {
+            seen << texts.join(QStringLiteral(" / "));
+            window->close();
         }
-        pass.connection = labelText(window, "connectionLabel");
-        pass.firmware = labelText(window, "firmwareLabel");
-        pass.chip = labelText(window, "chipLabel");
-        if (pass.connection == QLatin1String("Connected") &&
-            pass.chip != QLatin1String("Chip ID: ")) {
-            if (++stable >= StableTicks)
-                window->close();
-        } else {
-            stable = 0;
-        }
-    }
-
-    static QString labelText(QWidget *window, const char *name)
-    {
-        auto *label = window->findChild<QLabel *>(QLatin1String(name));
-        return label ? label->text() : QString();
     }
 
     ModalCloser *closer;
     QElapsedTimer clock;
-    int index = 0;
     int stable = 0;
 };
 
 // Runs for every QApplication; the watcher is made once its event loop turns.
 void watchApplication()
 {
-    if (!watching)
-        return;
-    QMetaObject::invokeMethod(
-        qApp, [] { new Watcher(qApp); }, Qt::QueuedConnection);
+    if (watching)
+        QMetaObject::invokeMethod(
+            qApp, [] { new Watcher(qApp); }, Qt::QueuedConnection);
 }
 
 } // namespace
@@ -120,83 +85,51 @@ private slots:
     void runs();
 };
 
+// Each row runs the demo with the options given and expects what its passes showed,
+// in order, and the chip revision of the session left behind.
 void TestDemo::runs_data()
 {
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<int>("passCount");
-    QTest::addColumn<QString>("firmware"); // empty: the window is gone before it is read
-    QTest::addColumn<QString>("chip");
-    QTest::addColumn<QStringList>("boxes");
+    QTest::addColumn<QString>("options");
+    QTest::addColumn<QStringList>("shown");
+    QTest::addColumn<int>("revision");
 
-    QTest::newRow("revision C kit") << QStringList() << 1 << "Firmware ID: 2.3"
-                                    << "Chip ID: 0x246A (Rev C)" << QStringList();
-    QTest::newRow("paced line") << QStringList{"--paced"} << 1 << "Firmware ID: 2.3"
-                                << "Chip ID: 0x246A (Rev C)" << QStringList();
-    QTest::newRow("firmware 2.2 is refused")
-        << QStringList{"--firmware", "2.2"} << 1 << QString() << QString()
-        << QStringList{"Firmware version not compatible \nCurrent version: 2.2\n"
-                       "Compatible version: 2.3"};
-    QTest::newRow("revision B restarts once")
-        << QStringList{"--chip", "B"} << 2 << "Firmware ID: 2.3"
-        << "Chip ID: 0x2466 (Rev B)"
-        << QStringList{"Chip ID revision has changed\nCurrent Revision: B\nPrevious Revision: C"};
+    const auto row = [](const char *name, const char *options, const QStringList &shown,
+                        char revision) {
+        QTest::newRow(name) << QString(options) << shown << int(revision);
+    };
+
+    row("revision C kit", "", {"Connected / Firmware ID: 2.3 / Chip ID: 0x246A (Rev C)"}, 'C');
+    row("firmware 2.2 is refused", "--firmware 2.2",
+        {"Firmware version not compatible \nCurrent version: 2.2\nCompatible version: 2.3"}, 'C');
+    // The second pass starts over as revision B, which only the exit code -421 asks for.
+    row("revision B restarts once", "--chip B",
+        {"Chip ID revision has changed\nCurrent Revision: B\nPrevious Revision: C",
+         "Connected / Firmware ID: 2.3 / Chip ID: 0x2466 (Rev B)"},
+        'B');
 }
 
 void TestDemo::runs()
 {
-    QFETCH(QStringList, arguments);
-    QFETCH(int, passCount);
-    QFETCH(QString, firmware);
-    QFETCH(QString, chip);
-    QFETCH(QStringList, boxes);
+    QFETCH(QString, options);
+    QFETCH(QStringList, shown);
+    QFETCH(int, revision);
 
     QTemporaryDir home;
     qputenv("XDG_CONFIG_HOME", home.path().toLocal8Bit());
     qputenv("QT_QPA_PLATFORM", "offscreen");
-
-    arguments.prepend(QStringLiteral("ktr4207-kit-demo"));
-    QList<QByteArray> storage;
-    for (const QString &argument : qAsConst(arguments))
-        storage.append(argument.toLocal8Bit());
-    std::vector<char *> argv;
-    for (QByteArray &argument : storage)
-        argv.push_back(argument.data());
-    argv.push_back(nullptr);
-    int argc = int(storage.size());
-
-    passes.clear();
+    TestArgv args(QString("ktr4207-kit-demo " + options).trimmed().split(QLatin1Char(' ')));
+    seen.clear();
+    passCount = 0;
     watching = true;
-    const int exitCode = ktrDemoMain(argc, argv.data());
+    QCOMPARE(ktrDemoMain(args.argc, args.argv()), 0);
     watching = false;
-
-    QCOMPARE(exitCode, 0);
-    QCOMPARE(passes.size(), passCount);
-    QStringList seen;
-    for (const Pass &pass : qAsConst(passes)) {
-        QVERIFY(!pass.timedOut);
-        seen += pass.boxes;
-    }
-    QCOMPARE(seen, boxes);
-    if (!firmware.isEmpty()) {
-        QCOMPARE(passes.last().connection, QStringLiteral("Connected"));
-        QCOMPARE(passes.last().firmware, firmware);
-        QCOMPARE(passes.last().chip, chip);
-    }
+    QCOMPARE(seen, shown);
 
     // The session lives in the demo's own folder, never in the real program's.
-    const QString demoSettings = home.path() + QStringLiteral("/ktr4207-kit-demo/") + ORG_NAME +
-                                 QLatin1Char('/') + APP_NAME + QStringLiteral(".ini");
-    QVERIFY(QFile::exists(demoSettings));
-    QVERIFY(!QDir(home.path() + QLatin1Char('/') + ORG_NAME).exists());
-    if (!firmware.isEmpty()) {
-        // The first connection took over the kit's values.
-        QSettings settings(demoSettings, QSettings::IniFormat);
-        QCOMPARE(settings.value(QStringLiteral("first_boot")).toBool(), false);
-        settings.beginReadArray(QStringLiteral("sensing"));
-        settings.setArrayIndex(0);
-        QCOMPARE(settings.value(QStringLiteral("high_freq_feedback")).toInt(), 180);
-        settings.endArray();
-    }
+    const QString settings =
+        home.path() + "/ktr4207-kit-demo/" + ORG_NAME + '/' + APP_NAME + ".ini";
+    QCOMPARE(QSettings(settings, QSettings::IniFormat).value(CHIPID_KEY).toInt(), revision);
+    QVERIFY(!QDir(home.path() + '/' + ORG_NAME).exists());
 }
 
 QTEST_APPLESS_MAIN(TestDemo)

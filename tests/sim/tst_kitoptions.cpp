@@ -1,7 +1,7 @@
 #include "kitoptions.h"
+#include "support/testargv.h"
 
 #include <QtTest>
-#include <vector>
 
 class TestKitOptions : public QObject
 {
@@ -12,75 +12,46 @@ private slots:
     void parse();
 };
 
+// Each row gives the command line and what was read from it, as
+// "chip firmware press [paced] [port=…] [error] | arguments left for the toolkit".
 void TestKitOptions::parse_data()
 {
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QString>("read");
     QTest::addColumn<bool>("simulator");
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<int>("chip");
-    QTest::addColumn<QByteArray>("firmware");
-    QTest::addColumn<int>("press");
-    QTest::addColumn<bool>("paced");
-    QTest::addColumn<QString>("port");
-    QTest::addColumn<bool>("failed");
-    QTest::addColumn<QStringList>("left");
+    const auto row = [](const char *name, const char *line, const char *read, bool sim = false) {
+        QTest::newRow(name) << QString(line) << QString(read) << sim;
+    };
 
-    const int c = KitFirmware::ChipIdRevC;
-    QTest::newRow("chip B") << false << QStringList{"--chip", "B"} << 0x2466 << QByteArray("2.3")
-                            << 130 << false << QString() << false << QStringList();
-    QTest::newRow("chip as value after =")
-        << false << QStringList{"--chip=0x1234"} << 0x1234 << QByteArray("2.3") << 130 << false
-        << QString() << false << QStringList();
-    QTest::newRow("chip too wide")
-        << false << QStringList{"--chip", "0x12345"} << c << QByteArray("2.3") << 130 << false
-        << QString() << true << QStringList();
-    QTest::newRow("all kit options, Qt options kept")
-        << false << QStringList{"-style",  "fusion", "--firmware",   "2.2",       "--press",  "77",
-                                "--paced", "--port", "/dev/ttyUSB0", "-platform", "offscreen"}
-        << c << QByteArray("2.2") << 77 << true << QString("/dev/ttyUSB0") << false
-        << QStringList{"-style", "fusion", "-platform", "offscreen"};
-    QTest::newRow("press not a number")
-        << false << QStringList{"--press", "hard"} << c << QByteArray("2.3") << 130 << false
-        << QString() << true << QStringList();
-    QTest::newRow("simulator takes no --port")
-        << true << QStringList{"--port", "/dev/x"} << c << QByteArray("2.3") << 130 << false
-        << QString() << false << QStringList{"--port", "/dev/x"};
+    row("chip B", "--chip B", "2466 2.3 130 |");
+    row("values after =", "--chip=0x1234 --press=7", "1234 2.3 7 |");
+    row("chip too wide, not read", "--chip 0x12345", "246a 2.3 130 error |");
+    row("all options, toolkit's kept",
+        "-style fusion --firmware 2.2 --press 77 --paced --port /dev/ttyUSB0 -platform x",
+        "246a 2.2 77 paced port=/dev/ttyUSB0 | -style fusion -platform x");
+    row("simulator takes no --port", "--port /dev/x", "246a 2.3 130 | --port /dev/x", true);
 }
 
 void TestKitOptions::parse()
 {
+    QFETCH(QString, line);
+    QFETCH(QString, read);
     QFETCH(bool, simulator);
-    QFETCH(QStringList, arguments);
-    QFETCH(int, chip);
-    QFETCH(QByteArray, firmware);
-    QFETCH(int, press);
-    QFETCH(bool, paced);
-    QFETCH(QString, port);
-    QFETCH(bool, failed);
-    QFETCH(QStringList, left);
 
-    arguments.prepend(QStringLiteral("program"));
-    QList<QByteArray> storage;
-    for (const QString &argument : qAsConst(arguments))
-        storage.append(argument.toLocal8Bit());
-    std::vector<char *> argv;
-    for (QByteArray &argument : storage)
-        argv.push_back(argument.data());
-    argv.push_back(nullptr);
-    int argc = int(storage.size());
-
-    const KitOptions options =
-        takeKitOptions(argc, argv.data(), simulator ? KitOptionSet::Simulator : KitOptionSet::Demo);
-    QCOMPARE(int(options.chipId), chip);
-    QCOMPARE(options.firmwareId, firmware);
-    QCOMPARE(options.pressValue, press);
-    QCOMPARE(options.paced, paced);
-    QCOMPARE(options.port, port);
-    QCOMPARE(!options.error.isEmpty(), failed);
-    QStringList rest;
-    for (int i = 1; i < argc; ++i)
-        rest.append(QString::fromLocal8Bit(argv[i]));
-    QCOMPARE(rest, left);
-    QCOMPARE(argv[argc], nullptr);
+    TestArgv args(QStringLiteral("program ").append(line).split(QLatin1Char(' ')));
+    const KitOptions options = takeKitOptions(
+        args.argc, args.argv(), simulator ? KitOptionSet::Simulator : KitOptionSet::Demo);
+    QStringList seen{QString::number(options.chipId, 16), options.firmwareId,
+                     QString::number(options.pressValue)};
+    if (options.paced)
+        seen << QStringLiteral("paced");
+    if (!options.port.isEmpty())
+        seen << QStringLiteral("port=") + options.port;
+    if (!options.error.isEmpty())
+        seen << QStringLiteral("error");
+    seen << QStringLiteral("|") << args.rest();
+    QCOMPARE(seen.join(QLatin1Char(' ')), read);
+    QCOMPARE(args.argv()[args.argc], nullptr);
 }
 
 QTEST_GUILESS_MAIN(TestKitOptions)
