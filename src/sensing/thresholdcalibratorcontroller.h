@@ -4,12 +4,16 @@
 
 class SerialController;
 
-// Serial side of the "Force Measurement" tab.
+// Serial side of the "Force Measurement" tab: starts the kit's measurement of the
+// maximum press value on channel A, fetches it and scales it for display.
 class ThresholdCalibratorController : public SerialDispatcher
 {
     Q_OBJECT
 public:
     explicit ThresholdCalibratorController(SerialController *serial, QObject *parent = nullptr);
+
+    // The shown value is this share of what the kit reports.
+    static constexpr float DisplayScale = 0.75f;
 
 signals:
     void sigSetMaxThreshold(int max_thresh);

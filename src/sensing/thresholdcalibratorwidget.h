@@ -2,12 +2,20 @@
 
 #include <QWidget>
 
-// The page "Force Measurement".
+class QLabel;
+class QPushButton;
+class QTimer;
+
+// The page "Force Measurement": a six-second countdown during which the user
+// presses the piezo of channel A, then the value the press reached.
 class ThresholdCalibratorWidget : public QWidget
 {
     Q_OBJECT
 public:
     explicit ThresholdCalibratorWidget(QWidget *parent = nullptr);
+
+    static constexpr int CountdownSeconds = 6;
+    static constexpr int TickMs = 1000;
 
 signals:
     void sigCalibrateThreshold();
@@ -16,5 +24,18 @@ signals:
 
 public slots:
     void setMaxThreshold(int max_thresh);
+    // Enables the button only; resets the page to idle either way.
     void setEnabled(bool enabled);
+
+private slots:
+    void calibrate();
+    void timerTimeout();
+
+private:
+    void showCountdown();
+
+    QPushButton *measureButton = nullptr;
+    QLabel *messageLabel = nullptr;
+    QTimer *timer = nullptr;
+    int secondsLeft = CountdownSeconds;
 };
