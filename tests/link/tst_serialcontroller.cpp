@@ -1,42 +1,28 @@
 #include "link/serialcontroller.h"
+#include "link/serialdispatcher.h"
 #include "ptykitpeer.h"
 #include "support/modalcloser.h"
-#include "support/testsettings.h"
 
-#include <QElapsedTimer>
-#include <QSignalSpy>
-#include <QTimer>
 #include <QtTest>
 
-#include <atomic>
-#include <memory>
 #include <thread>
 
 namespace {
 
-const QString CommError = QStringLiteral("There was an error communicating with the dev kit");
+// What the line does during the exchange.
+const int Steady = 0, Stalled = 1, Unplugged = 2;
 
-PortCandidate candidate(const QString &path, quint16 vendor = SerialController::KitVendorId,
-                        quint16 product = SerialController::KitProductId, bool ids = true)
-{
-    PortCandidate port;
-    port.systemLocation = path;
-    port.hasIdentifiers = ids;
-    port.vendorIdentifier = vendor;
-    port.productIdentifier = product;
-    return port;
-}
+QStringList dispatched; // what the dispatchers were handed, in order
 
-// Answers every chunk with the same pieces.
-PtyKitPeer::Handler replyWith(const QList<PtyKitPeer::ReplyPiece> &pieces)
+struct LoggingDispatcher : SerialDispatcher
 {
-    return [pieces](const QByteArray &) { return pieces; };
-}
-
-QTimer *pollTimer(SerialController &controller)
-{
-    return controller.findChild<QTimer *>();
-}
+    LoggingDispatcher(const char *name, SerialController *c) : SerialDispatcher(c), name(name) {}
+    void Dispatch(QByteArray data, int count, ReadType type) override
+    {
+        dispatched << QStringLiteral("%1 %2 %3 ").arg(name).arg(type).arg(count) + data.toHex();
+    }
+    QString name;
+};
 
 } // namespace
 
@@ -45,318 +31,151 @@ class TestSerialController : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void init();
-
-    void replyReads_data();
-    void replyReads();
-    void slowLineDeliversTheWholeReply();
-    void noKitWritesNothing();
-    void oneEmptyEnumerationIsNoLoss();
-    void portSelection_data();
-    void portSelection();
-    void lastOfTwoKitsWins();
-    void stalledWriteShowsMessagePerCommand();
-    void unopenablePortIsRetriedSilently();
-    void portVanishingDuringExchangeThenReplug();
-
-private:
-    TestSettings settings;
+    void exchange_data();
+    void exchange();
+    void connection_data();
+    void connection();
 };
 
-void TestSerialController::initTestCase()
+void TestSerialController::exchange_data()
 {
-    qRegisterMetaType<ReadType>("ReadType");
-}
-
-void TestSerialController::init()
-{
-    settings.reset();
-}
-
-void TestSerialController::replyReads_data()
-{
-    QTest::addColumn<QByteArrayList>("pieces");
-    QTest::addColumn<QList<int>>("delays");
+    QTest::addColumn<QByteArrayList>("reply");
     QTest::addColumn<int>("readCount");
+    QTest::addColumn<int>("line");
     QTest::addColumn<QByteArrayList>("reads");
 
-    QTest::newRow("whole record") << QByteArrayList{"2.3"} << QList<int>{0} << 3
-                                  << QByteArrayList{"2.3"};
-    QTest::newRow("2 then 1 byte within the silence")
-        << QByteArrayList{QByteArray("\x24\x6A", 2), QByteArray("\x00", 1)} << QList<int>{0, 40}
-        << 3 << QByteArrayList{QByteArray("\x24\x6A", 2), QByteArray("\x00", 1)};
+    const QByteArrayList twoThenOne{QByteArray("\x24\x6A", 2), QByteArray(1, '\0')}, none;
+    QTest::newRow("2 then 1 bytes") << twoThenOne << 3 << Steady << twoThenOne;
     QTest::newRow("longer than the read count is cut")
-        << QByteArrayList{"2.3.1"} << QList<int>{0} << 3 << QByteArrayList{"2.3", ".1"};
-    QTest::newRow("records arriving apart")
-        << QByteArrayList{"abcd", "efgh", "ijkl"} << QList<int>{0, 30, 30} << 4
-        << QByteArrayList{"abcd", "efgh", "ijkl"};
-    QTest::newRow("a piece after the silence is not waited for")
-        << QByteArrayList{"ab", "c"} << QList<int>{0, 400} << 3 << QByteArrayList{"ab"};
-    QTest::newRow("silent kit") << QByteArrayList{} << QList<int>{} << 3 << QByteArrayList{};
-    QTest::newRow("read count 0 reads nothing though the kit talks")
-        << QByteArrayList{"xyz", "uvw"} << QList<int>{0, 20} << 0 << QByteArrayList{};
+        << QByteArrayList{"2.3.1"} << 3 << Steady << QByteArrayList{"2.3", ".1"};
+    QTest::newRow("silent kit") << QByteArrayList{} << 3 << Steady << none;
+    QTest::newRow("read count 0 though the kit talks") << twoThenOne << 0 << Steady << none;
+    QTest::newRow("stalled write") << twoThenOne << 3 << Stalled << none;
+    QTest::newRow("port vanishing mid-exchange")
+        << QByteArrayList{"ab"} << 3 << Unplugged << QByteArrayList{"ab"};
 }
 
-void TestSerialController::replyReads()
+// Each read reaches every dispatcher in the order they were made. Whatever happened,
+// the next command gets through once the line is back; a lost one never arrives.
+void TestSerialController::exchange()
 {
-    QFETCH(QByteArrayList, pieces);
-    QFETCH(QList<int>, delays);
+    QFETCH(QByteArrayList, reply);
     QFETCH(int, readCount);
+    QFETCH(int, line);
     QFETCH(QByteArrayList, reads);
-
-    QList<PtyKitPeer::ReplyPiece> reply;
-    for (int i = 0; i < pieces.size(); ++i)
-        reply.append({pieces.at(i), delays.at(i)});
-    PtyKitPeer peer;
-    QVERIFY(peer.open());
-    peer.setHandler(replyWith(reply));
-    SerialController controller(peer.enumerator());
-    QVERIFY(controller.isConnected());
-    QSignalSpy spy(&controller, &SerialController::sigDataRead);
-    QVERIFY(spy.isValid());
-
-    QElapsedTimer elapsed;
-    elapsed.start();
-    controller.sendData("=", 1, readCount, ReadFirmwareId);
-    const qint64 ms = elapsed.elapsed();
-
-    // A reply is over only after the kit has been silent for a while.
-    if (readCount > 0)
-        QVERIFY2(ms >= 90 && ms < 1000, qPrintable(QString::number(ms)));
-    QVERIFY(peer.waitForBytes(1, 2000));
-    QCOMPARE(peer.receivedBytes(), QByteArray("="));
-    QCOMPARE(spy.count(), reads.size());
-    for (int i = 0; i < spy.count(); ++i) {
-        QCOMPARE(spy.at(i).at(0).toByteArray(), reads.at(i));
-        QCOMPARE(spy.at(i).at(1).toInt(), readCount);
-        QCOMPARE(spy.at(i).at(2).value<ReadType>(), ReadFirmwareId);
-    }
-}
-
-// At 9600 baud a record trickles in; reads then come short, but none is lost
-// and none is longer than the read count.
-void TestSerialController::slowLineDeliversTheWholeReply()
-{
-    PtyKitPeer peer;
-    QVERIFY(peer.open());
-    peer.setPacing(true);
-    const QByteArray reply = QByteArray("ch0sw0type0") + QByteArray::fromHex("012C") +
-                             QByteArray("ch0sw0type1") + QByteArray::fromHex("FF6A");
-    peer.setHandler(replyWith({{reply, 0}}));
-    SerialController controller(peer.enumerator());
-    QVERIFY(controller.isConnected());
-    QSignalSpy spy(&controller, &SerialController::sigDataRead);
-    QVERIFY(spy.isValid());
-
-    controller.sendData("8", 1, 13, ReadAudioSettings);
-
-    QByteArray joined;
-    for (const QList<QVariant> &read : qAsConst(spy)) {
-        QVERIFY(read.at(0).toByteArray().size() <= 13);
-        joined.append(read.at(0).toByteArray());
-    }
-    QCOMPARE(joined, reply);
-}
-
-void TestSerialController::noKitWritesNothing()
-{
     ModalCloser closer;
     PtyKitPeer peer;
     QVERIFY(peer.open());
-    SerialController controller(peer.enumerator());
-    controller.startTimer();
-    QSignalSpy spy(&controller, &SerialController::sigDataRead);
-    QVERIFY(spy.isValid());
-
-    // The kit is listed, but no poll has opened it yet.
-    controller.sendData("4", 1, 3, ReadRegisters);
-
-    QVERIFY(!peer.waitForBytes(1, 150));
-    QCOMPARE(spy.count(), 0);
-    QVERIFY(closer.texts().isEmpty());
-    QVERIFY(pollTimer(controller)->isActive());
-}
-
-void TestSerialController::oneEmptyEnumerationIsNoLoss()
-{
-    PtyKitPeer peer;
-    QVERIFY(peer.open());
-    const QString path = peer.slavePath();
-    // Each enumeration takes the next entry: listed or not. Opening the port
-    // enumerates once more.
-    auto script =
-        std::make_shared<QList<bool>>(QList<bool>{true, true, false, true, false, false, false});
-    auto calls = std::make_shared<int>(0);
-    SerialController controller([script, calls, path]() {
-        const bool listed = script->value((*calls)++, false);
-        return listed ? QList<PortCandidate>{candidate(path)} : QList<PortCandidate>{};
+    peer.setHandler([reply](const QByteArray &) { // each piece but the first after 40 ms
+        QList<PtyKitPeer::ReplyPiece> pieces;
+        for (const QByteArray &bytes : reply)
+            pieces.append({bytes, pieces.isEmpty() ? 0 : 40});
+        return pieces;
     });
-    QSignalSpy spy(&controller, &SerialController::sigDeviceConnected);
-    QVERIFY(spy.isValid());
-
-    QVERIFY(controller.isConnected());
-    QCOMPARE(spy.count(), 1);
-    QVERIFY(controller.isConnected()); // missing once, then back
-    QCOMPARE(*calls, 4);
-    QCOMPARE(spy.count(), 1);
-    QVERIFY(!controller.isConnected()); // missing twice in a row
-    QCOMPARE(spy.count(), 2);
-    QCOMPARE(spy.at(1).at(0).toBool(), false);
-    QVERIFY(!controller.isConnected());
-    QCOMPARE(spy.count(), 2);
-}
-
-void TestSerialController::portSelection_data()
-{
-    QTest::addColumn<quint16>("vendor");
-    QTest::addColumn<quint16>("product");
-    QTest::addColumn<bool>("hasIds");
-    QTest::addColumn<bool>("connects");
-
-    QTest::newRow("the kit") << quint16(0x04B4) << quint16(0x033A) << true << true;
-    QTest::newRow("wrong product") << quint16(0x04B4) << quint16(0x033B) << true << false;
-    QTest::newRow("wrong vendor") << quint16(0x04B5) << quint16(0x033A) << true << false;
-    QTest::newRow("identifiers swapped") << quint16(0x033A) << quint16(0x04B4) << true << false;
-    QTest::newRow("no identifiers") << quint16(0x04B4) << quint16(0x033A) << false << false;
-}
-
-void TestSerialController::portSelection()
-{
-    QFETCH(quint16, vendor);
-    QFETCH(quint16, product);
-    QFETCH(bool, hasIds);
-    QFETCH(bool, connects);
-
-    PtyKitPeer peer;
-    QVERIFY(peer.open());
-    const PortCandidate port = candidate(peer.slavePath(), vendor, product, hasIds);
-    SerialController controller([port]() { return QList<PortCandidate>{port}; });
-    QSignalSpy spy(&controller, &SerialController::sigDeviceConnected);
-    QVERIFY(spy.isValid());
-
-    QCOMPARE(controller.isConnected(), connects);
-    QCOMPARE(spy.count(), connects ? 1 : 0);
-    controller.sendData("G", 1, 0, ReadNone);
-    QCOMPARE(peer.waitForBytes(1, connects ? 2000 : 100), connects);
-}
-
-void TestSerialController::lastOfTwoKitsWins()
-{
-    PtyKitPeer first;
-    PtyKitPeer second;
-    QVERIFY(first.open());
-    QVERIFY(second.open());
-    const PortEnumerator one = first.enumerator();
-    const PortEnumerator two = second.enumerator();
-    SerialController controller([one, two]() { return one() + two(); });
-    QVERIFY(controller.isConnected());
-
-    controller.sendData("F", 1, 0, ReadNone);
-
-    QVERIFY(second.waitForBytes(1, 2000));
-    QCOMPARE(second.receivedBytes(), QByteArray("F"));
-    QVERIFY(first.receivedBytes().isEmpty());
-}
-
-void TestSerialController::stalledWriteShowsMessagePerCommand()
-{
-    ModalCloser closer;
-    PtyKitPeer peer;
-    QVERIFY(peer.open());
     SerialController controller(peer.enumerator());
     controller.startTimer();
     QVERIFY(controller.isConnected());
     QSignalSpy connection(&controller, &SerialController::sigDeviceConnected);
-    QVERIFY(connection.isValid());
+    dispatched.clear();
+    LoggingDispatcher first("first", &controller), second("second", &controller);
 
-    peer.setReading(false);
-    controller.sendData(QByteArray("30", 2), 2, 0, ReadNone);
-    controller.sendData(QByteArray("31", 2), 2, 0, ReadNone);
-
-    QCOMPARE(closer.texts(), QStringList({CommError, CommError}));
-    QCOMPARE(connection.count(), 0); // the port is still there
-    QVERIFY(pollTimer(controller)->isActive());
-
-    // Once the line moves again, a later command gets through, and the lost
-    // ones do not arrive after all.
-    peer.setReading(true);
-    closer.clear();
-    controller.sendData("G", 1, 0, ReadNone);
-    QVERIFY(peer.waitForBytes(1, 2000));
-    QTest::qWait(50);
-    QCOMPARE(peer.receivedBytes(), QByteArray("G"));
-    QVERIFY(closer.texts().isEmpty());
-}
-
-void TestSerialController::unopenablePortIsRetriedSilently()
-{
-    ModalCloser closer;
-    PtyKitPeer peer;
-    QVERIFY(peer.open());
-    const QString good = peer.slavePath();
-    auto path = std::make_shared<QString>(QStringLiteral("/nonexistent/ttyKTR0"));
-    auto calls = std::make_shared<int>(0);
-    SerialController controller([path, calls]() {
-        ++*calls;
-        return QList<PortCandidate>{candidate(*path)};
-    });
-    QSignalSpy connection(&controller, &SerialController::sigDeviceConnected);
-    QVERIFY(connection.isValid());
-
-    for (int poll = 1; poll <= 3; ++poll)
-        QVERIFY(!controller.isConnected());
-    QVERIFY(*calls >= 3);
-    QCOMPARE(connection.count(), 0);
-
-    *path = good;
-    QVERIFY(controller.isConnected());
-    QCOMPARE(connection.count(), 1);
-    QVERIFY(closer.texts().isEmpty());
-}
-
-void TestSerialController::portVanishingDuringExchangeThenReplug()
-{
-    ModalCloser closer;
-    PtyKitPeer peer;
-    QVERIFY(peer.open());
-    peer.setHandler(replyWith({{"ab", 0}, {"c", 250}}));
-    SerialController controller(peer.enumerator());
-    QSignalSpy connection(&controller, &SerialController::sigDeviceConnected);
-    QSignalSpy reads(&controller, &SerialController::sigDataRead);
-    QVERIFY(connection.isValid());
-    QVERIFY(reads.isValid());
-    QVERIFY(controller.isConnected());
-
-    std::thread unplugger([&peer]() {
-        peer.waitForBytes(1, 2000);
-        std::this_thread::sleep_for(std::chrono::milliseconds(40));
-        peer.unplug();
+    peer.setReading(line != Stalled);
+    std::thread unplugger([&peer, line]() {
+        if (line == Unplugged && peer.waitForBytes(1, 2000)) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(40));
+            peer.unplug();
+        }
     });
     QElapsedTimer elapsed;
     elapsed.start();
-    controller.sendData("4", 1, 3, ReadRegisters);
+    emit second.sigSendData("=", 1, readCount, ReadFirmwareId);
     const qint64 ms = elapsed.elapsed();
     unplugger.join();
 
-    // What came before the loss may have been handed on; nothing after it.
-    QVERIFY2(ms < 2000, qPrintable(QString::number(ms)));
-    QVERIFY(reads.count() <= 1);
-    QVERIFY(!controller.isConnected());
-    QCOMPARE(connection.count(), 2);
-    QCOMPARE(connection.at(1).at(0).toBool(), false);
-    QVERIFY(closer.texts().isEmpty());
+    // A reply is over only once the kit has been silent for about 100 ms.
+    QVERIFY2(ms < 2000 && (line != Steady || readCount == 0 || ms >= 90),
+             qPrintable(QString::number(ms)));
+    QStringList expected;
+    for (const QByteArray &read : reads)
+        for (const char *name : {"first", "second"})
+            expected << QStringLiteral("%1 4 %2 ").arg(name).arg(readCount) + read.toHex();
+    QCOMPARE(dispatched, expected);
+    const QString error = QStringLiteral("There was an error communicating with the dev kit");
+    QCOMPARE(closer.texts(), line == Stalled ? QStringList{error} : QStringList{});
+    QVERIFY(controller.findChild<QTimer *>()->isActive());
 
-    // The next poll after the kit is back opens the new port.
-    peer.setHandler(replyWith({{"2.3", 0}}));
-    QVERIFY(peer.plug());
-    QVERIFY(controller.isConnected());
-    QCOMPARE(connection.count(), 3);
-    QCOMPARE(connection.at(2).at(0).toBool(), true);
-    reads.clear();
-    controller.sendData("=", 1, 3, ReadFirmwareId);
-    QCOMPARE(reads.count(), 1);
-    QCOMPARE(reads.at(0).at(0).toByteArray(), QByteArray("2.3"));
+    peer.setReading(true);
+    // A lost kit is found again on the first poll after it is back.
+    QVERIFY(line != Unplugged ||
+            (!controller.isConnected() && peer.plug() && controller.isConnected()));
+    QCOMPARE(connection.count(), line == Unplugged ? 2 : 0); // lost, then back
+    emit first.sigSendData("G", 1, 0, ReadNone);
+    const QByteArray sent = line == Stalled ? "G" : "=G";
+    QVERIFY(peer.waitForBytes(sent.size(), 2000));
+    QTest::qWait(50);
+    QCOMPARE(peer.receivedBytes(), sent);
+}
+
+void TestSerialController::connection_data()
+{
+    // Each enumeration lists (the last one repeated) 'a', 'b' two pty kits, 'B' the second
+    // with a wrong product, 'x' one that cannot be opened, '-' none. Opening enumerates again.
+    QTest::addColumn<QByteArray>("listings");
+    QTest::addColumn<QByteArray>("polls");   // what each poll answers
+    QTest::addColumn<QByteArray>("changes"); // the sigDeviceConnected in all
+    QTest::addColumn<char>("receiver");      // the kit that gets a command sent then
+    const auto row = [](const char *name, const char *listings, const char *polls,
+                        const char *changes, char receiver) {
+        QTest::newRow(name) << QByteArray(listings) << QByteArray(polls) << QByteArray(changes)
+                            << receiver;
+    };
+
+    row("no kit", "-", "0", "", '-');
+    row("wrong product ignored", "B", "0", "", '-');
+    row("of two kits the last wins", "ab", "1", "1", 'b');
+    row("a wrong product after the kit", "aB", "1", "1", 'a');
+    row("lost only after two empty enumerations in a row", "a a - a - -", "1100", "10", '-');
+    row("an unopenable port is retried silently", "x x x x a", "001", "1", 'a');
+}
+
+void TestSerialController::connection()
+{
+    QFETCH(QByteArray, listings);
+    QFETCH(QByteArray, polls);
+    QFETCH(QByteArray, changes);
+    QFETCH(char, receiver);
+    ModalCloser closer;
+    PtyKitPeer a, b;
+    QVERIFY(a.open() && b.open());
+    QMap<char, PortCandidate> ports{{'a', a.enumerator()().value(0)},
+                                    {'b', b.enumerator()().value(0)}};
+    ports['B'] = ports['x'] = ports['b'];
+    ports['B'].productIdentifier = 0x033B;
+    ports['x'].systemLocation = QStringLiteral("/nonexistent/ttyKTR0");
+    const QList<QByteArray> script = listings.split(' ');
+    int calls = 0;
+    SerialController controller([&]() {
+        QList<PortCandidate> listed;
+        for (char port : script.at(qMin(calls++, script.size() - 1)))
+            if (ports.contains(port))
+                listed << ports.value(port);
+        return listed;
+    });
+    QSignalSpy spy(&controller, &SerialController::sigDeviceConnected);
+
+    QByteArray answers;
+    for (int i = 0; i < polls.size(); ++i)
+        answers += controller.isConnected() ? '1' : '0';
+    controller.sendData("G", 1, 0, ReadNone);
+
+    QCOMPARE(answers, polls);
+    QByteArray states;
+    for (const QList<QVariant> &args : qAsConst(spy))
+        states += args.at(0).toBool() ? '1' : '0';
+    QCOMPARE(states, changes);
+    QCOMPARE(a.waitForBytes(1, receiver == 'a' ? 2000 : 100), receiver == 'a');
+    QCOMPARE(b.waitForBytes(1, receiver == 'b' ? 2000 : 100), receiver == 'b');
+    QVERIFY(closer.texts().isEmpty());
 }
 
 QTEST_MAIN(TestSerialController)
