@@ -18,6 +18,23 @@ QList<Register *> *channelRegisters(int channel)
     return channels.at(channel)->registers;
 }
 
+// Writes a register's fields into the register entry that settings stands on.
+void writeFields(QSettings &settings, const QList<Field> &fields)
+{
+    settings.beginWriteArray(FIELDS_KEY);
+    for (int j = 0; j < fields.size(); ++j) {
+        const Field &field = fields.at(j);
+        settings.setArrayIndex(j);
+        settings.setValue(FIELD_NAME_KEY, field.name);
+        settings.setValue(FIELD_VALUE_KEY, field.value);
+        settings.setValue(FIELD_LENGTH_KEY, field.length);
+        settings.setValue(FIELD_MIN_KEY, field.min);
+        settings.setValue(FIELD_MAX_KEY, field.max);
+        settings.setValue(FIELD_DESCRIPTION_KEY, field.description);
+    }
+    settings.endArray();
+}
+
 void seedSettings(QSettings &settings, const QList<Register> &table)
 {
     settings.beginWriteArray(CHANNELS_KEY);
@@ -31,18 +48,7 @@ void seedSettings(QSettings &settings, const QList<Register> &table)
             settings.setValue(REGISTER_NAME_KEY, reg.name);
             settings.setValue(REGISTER_EDITABLE_KEY, reg.editable);
             settings.setValue(REGISTER_HIDDEN_KEY, reg.hidden);
-            settings.beginWriteArray(FIELDS_KEY);
-            for (int j = 0; j < reg.fields.size(); ++j) {
-                const Field &field = reg.fields.at(j);
-                settings.setArrayIndex(j);
-                settings.setValue(FIELD_NAME_KEY, field.name);
-                settings.setValue(FIELD_VALUE_KEY, field.value);
-                settings.setValue(FIELD_LENGTH_KEY, field.length);
-                settings.setValue(FIELD_MIN_KEY, field.min);
-                settings.setValue(FIELD_MAX_KEY, field.max);
-                settings.setValue(FIELD_DESCRIPTION_KEY, field.description);
-            }
-            settings.endArray();
+            writeFields(settings, reg.fields);
         }
         settings.endArray();
     }
@@ -122,18 +128,7 @@ void RegisterController::updateSettings()
             settings.setArrayIndex(i);
             settings.setValue(REGISTER_ADDRESS_KEY, reg->address);
             settings.setValue(REGISTER_NAME_KEY, reg->name);
-            settings.beginWriteArray(FIELDS_KEY);
-            for (int j = 0; j < reg->fields.size(); ++j) {
-                const Field &field = reg->fields.at(j);
-                settings.setArrayIndex(j);
-                settings.setValue(FIELD_NAME_KEY, field.name);
-                settings.setValue(FIELD_VALUE_KEY, field.value);
-                settings.setValue(FIELD_LENGTH_KEY, field.length);
-                settings.setValue(FIELD_MIN_KEY, field.min);
-                settings.setValue(FIELD_MAX_KEY, field.max);
-                settings.setValue(FIELD_DESCRIPTION_KEY, field.description);
-            }
-            settings.endArray();
+            writeFields(settings, reg->fields);
         }
         settings.endArray();
     }
