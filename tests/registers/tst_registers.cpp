@@ -1,0 +1,433 @@
+#include "app/constants.h"
+#include "link/registerstore.h"
+#include "link/serialcontroller.h"
+#include "ptykitpeer.h"
+#include "registers/registercontroller.h"
+#include "registers/registerlineedit.h"
+#include "registers/registermap.h"
+#include "registers/registermodel.h"
+#include "registers/registerwidget.h"
+#include "support/datarow.h"
+#include "support/modalcloser.h"
+#include "support/scriptedreplies.h"
+#include "support/testsettings.h"
+
+#include <QtTest>
+
+#include <memory>
+
+Q_DECLARE_METATYPE(const Field *)
+
+namespace {
+
+QMap<QString, QString> fileContents()
+{
+    QMap<QString, QString> values;
+    QSettings file;
+    for (const QString &key : file.allKeys())
+        values.insert(key, file.value(key).toString());
+    return values;
+}
+
+int registerCount(int channel)
+{
+    return channels.at(channel)->registers->size();
+}
+
+// The bytes the kit receives for a write of the register as the store holds it.
+QByteArray writeOf(int channel, int address)
+{
+    QList<FieldBits> bits;
+    for (const Field &f : findRegister(quint16(channel), quint16(address))->fields)
+        bits.append({f.value, f.length});
+    const quint16 word = fieldsToWord(quint16(address), bits);
+    return QByteArray("0") + char('0' + channel) + char(word >> 8) + char(word & 0xFF);
+}
+
+// Channel * 16 + address of the nine registers a send-all writes on each channel.
+const QList<int> bothChannels = {0, 1, 2, 3, 4, 5, 6, 7, 14, 16, 17, 18, 19, 20, 21, 22, 23, 30};
+
+} // namespace
+
+// The controller over a pseudo-terminal kit, the register page above it, and the
+// chip's default register maps.
+class TestRegisters : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init() { settings.reset(); }
+
+    void initTestCase()
+    {
+        qRegisterMetaType<ReadType>("ReadType");
+        qRegisterMetaType<const Field *>("const Field*");
+        QVERIFY(peer.open());
+    }
+
+    void cleanup()
+    {
+        widget.reset();
+        controller.reset();
+        serial.reset();
+        peer.setHandler(nullptr);
+    }
+
+    void mapFollowsChipId_data()
+    {
+        QTest::addColumn<QVariant>("chipid");
+        QTest::addColumn<bool>("showrsvd");
+        QTest::addColumn<int>("count"); // registers per channel
+        QTest::addColumn<int>("rows");  // on the page
+        dataRow("B", QVariant(CHIPID_REV_B), false, 15, 11);
+        dataRow("C", QVariant(CHIPID_REV_C), false, 16, 12);
+        dataRow("B with reserved", QVariant(CHIPID_REV_B), true, 15, 15);
+        dataRow("C with reserved", QVariant(CHIPID_REV_C), true, 16, 16);
+        dataRow("B plus 256", QVariant(CHIPID_REV_B + 256), false, 16, 12);
+        dataRow("absent", QVariant(), false, 16, 12);
+    }
+
+    void mapFollowsChipId()
+    {
+        QFETCH(QVariant, chipid);
+        QFETCH(bool, showrsvd);
+        QFETCH(int, count);
+        QFETCH(int, rows);
+        start(chipid, showrsvd);
+        QCOMPARE(registerCount(0), count);
+        QSettings file;
+        QCOMPARE(file.value("channels/size").toInt(), 2);
+        QCOMPARE(file.value("channels/2/registers/size").toInt(), count);
+        QVERIFY(file.contains("channels/1/registers/1/fields/1/value"));
+        QCOMPARE(file.value("channels/2/registers/3/fields/2/value").toInt(), count == 15 ? 6 : 10);
+        QVERIFY(find<QLabel>(QStringLiteral("registerName_%1").arg(rows - 1)));
+        QVERIFY(!find<QLabel>(QStringLiteral("registerName_%1").arg(rows)));
+    }
+
+    void settingsWinAndKeepTheirFlags()
+    {
+        start(CHIPID_REV_B, false,
+              {"chipid=67", "channels/2/registers/3/fields/1/value=99",
+               "channels/1/registers/1/editable=false", "-channels/1/registers/2/hidden"});
+        QCOMPARE(registerCount(0), 15);
+        QCOMPARE(int(findRegister(1, 2)->fields.at(0).value), 99);
+        QVERIFY(!findRegister(0, 0)->editable);
+        findRegister(1, 9)->fields[0].value = 7;
+        findRegister(0, 0)->editable = true;
+        findRegister(0, 1)->hidden = true;
+        controller->updateSettings();
+        QSettings file;
+        QCOMPARE(file.value("channels/2/registers/10/fields/1/value").toInt(), 7);
+        QCOMPARE(file.value("channels/1/registers/1/editable").toBool(), false);
+        QVERIFY(!file.contains("channels/1/registers/2/hidden"));
+    }
+
+    void sendRegisterBytes()
+    {
+        start(CHIPID_REV_C);
+        controller->sendRegister(1, 2, 0x466);
+        QVERIFY(peer.waitForBytes(4, 1000));
+        QCOMPARE(peer.receivedBytes(), QByteArray::fromHex("30312466"));
+    }
+
+    void readBack_data()
+    {
+        QTest::addColumn<int>("chipid");
+        QTest::addColumn<QString>("reply"); // hex pieces, blank-separated, read one by one
+        QTest::addColumn<QStringList>("changes");
+        const QStringList dls = {"channels/1/registers/3/fields/1/value=35",
+                                 "channels/1/registers/3/fields/2/value=10"};
+        dataRow("DEADTIME", CHIPID_REV_B, "00246A", dls);
+        dataRow("split 2+1", CHIPID_REV_B, "0024 6A", dls);
+        dataRow("short record", CHIPID_REV_B, "0024", QStringList());
+        dataRow("address 13 on revision B", CHIPID_REV_B, "00DFFF", QStringList());
+        dataRow("address 13 on revision C", CHIPID_REV_C, "01DBFF",
+                QStringList{"channels/2/registers/14/fields/1/value=2",
+                            "channels/2/registers/14/fields/2/value=1023"});
+    }
+
+    void readBack()
+    {
+        QFETCH(int, chipid);
+        QFETCH(QString, reply);
+        QFETCH(QStringList, changes);
+        start(chipid);
+        findRegister(0, 2)->fields[0].value = 0; // DHS, so that a record must restore it
+        controller->updateSettings();
+        scriptReplies(peer, '4', {reply});
+        QMap<QString, QString> expected = fileContents();
+        for (const QString &change : changes)
+            expected.insert(change.section('=', 0, 0), change.section('=', 1));
+        controller->readRegisters();
+        QCOMPARE(peer.receivedBytes(), QByteArray("4"));
+        QCOMPARE(fileContents(), expected);
+    }
+
+    void sends_data()
+    {
+        QTest::addColumn<int>("chipid");
+        QTest::addColumn<QStringList>("edits");
+        QTest::addColumn<QString>("entry"); // base, register, field index, keys typed
+        QTest::addColumn<int>("channel");   // on screen while typing
+        QTest::addColumn<bool>("all");      // send-all from the other channel, or the row's button
+        QTest::addColumn<QList<int>>("sent"); // channel * 16 + address, in order
+        const QStringList none;
+        const QList<int> nothing;
+        dataRow("all on B", CHIPID_REV_B, none, "", 0, true, bothChannels);
+        dataRow("all on C", CHIPID_REV_C, none, "", 1, true, bothChannels);
+        dataRow("all, channel B lacking a field and TRIM", CHIPID_REV_C,
+                QStringList{"channels/2/registers/3/fields/size=1",
+                            "channels/2/registers/15/address=13"},
+                "", 0, true, QList<int>{0, 1, 2, 3, 4, 5, 6, 7, 14, 16, 17, 19, 20, 21, 22, 23});
+        dataRow("row on B", CHIPID_REV_C, none, "Decimal DEADTIME 1 9", 1, false, QList<int>{18});
+        dataRow("all, red on A", CHIPID_REV_C, none, "Decimal DEADTIME 1 99", 0, true, nothing);
+        dataRow("all, red on B", CHIPID_REV_B, none, "Decimal DEADTIME 1 99", 1, true, nothing);
+        dataRow("row, hex F in 2 bits", CHIPID_REV_C, none, "Hexadecimal ION_BL 0 F", 1, false,
+                nothing);
+        dataRow("row, wide within a wide max", CHIPID_REV_C,
+                QStringList{"channels/2/registers/2/fields/1/max=4095"}, "Hexadecimal ION_BL 0 F",
+                1, false, nothing);
+    }
+
+    void sends()
+    {
+        QFETCH(int, chipid);
+        QFETCH(QStringList, edits);
+        QFETCH(QString, entry);
+        QFETCH(int, channel);
+        QFETCH(bool, all);
+        QFETCH(QList<int>, sent);
+        start(chipid, false, edits);
+        widget->setEnabled(true);
+        auto *channelBox = find<QComboBox>("channelComboBox");
+        channelBox->setCurrentIndex(channel);
+        const QStringList parts = entry.split(' ');
+        const int row = rowOf(parts.value(1, "DEADTIME"));
+        if (parts.size() == 4) {
+            find<QComboBox>("displayTypeComboBox")->setCurrentText(parts.at(0));
+            field(row, parts.at(2).toInt())->selectAll();
+            QTest::keyClicks(field(row, parts.at(2).toInt()), parts.at(3));
+        }
+        if (all)
+            channelBox->setCurrentIndex(1 - channel);
+
+        ModalCloser closer;
+        QSignalSpy voidSpy(widget.get(), &RegisterWidget::sigSendRegisterVoid);
+        all ? widget->sendAll()
+            : find<QPushButton>(QStringLiteral("sendButton_%1").arg(row))->click();
+        QByteArray expected;
+        for (int at : sent)
+            expected += writeOf(at / 16, at % 16);
+        controller->powerUp(); // a marker: everything before it has reached the kit
+        QVERIFY(peer.waitForBytes(expected.size() + 1, 2000));
+        QCOMPARE(peer.receivedBytes(), expected + '<');
+        QCOMPARE(voidSpy.count(), sent.size());
+        QCOMPARE(closer.texts(),
+                 sent.isEmpty() ? QStringList{RegisterWidget::SendFailText} : QStringList());
+        QCOMPARE(channelBox->currentIndex(), all && !sent.isEmpty() ? 1 - channel : channel);
+    }
+
+    void malformedTreeIsSurvived_data()
+    {
+        QTest::addColumn<QStringList>("edits");
+        QTest::addColumn<int>("countB");
+        dataRow("channel B without registers", QStringList{"-channels/2"}, 0);
+        dataRow("register without keys",
+                QStringList{"-channels/2/registers/3", "channels/2/registers/3/x=1"}, 16);
+        dataRow("lengths beyond twelve",
+                QStringList{"channels/2/registers/3/fields/1/length=12",
+                            "channels/2/registers/4/fields/2/length=40"},
+                16);
+        dataRow("huge counts",
+                QStringList{"channels/2/registers/size=100000",
+                            "channels/2/registers/1/fields/size=100000"},
+                16);
+        dataRow("numbers out of range",
+                QStringList{"channels/2/registers/3/fields/1/value=-4",
+                            "channels/2/registers/3/address=77"},
+                16);
+    }
+
+    void malformedTreeIsSurvived()
+    {
+        QFETCH(QStringList, edits);
+        QFETCH(int, countB);
+        start(CHIPID_REV_C, false, edits);
+        QCOMPARE(registerCount(0), 16);
+        QCOMPARE(registerCount(1), countB);
+        for (const Register *reg : qAsConst(*channels.at(1)->registers))
+            QVERIFY(reg->fields.size() <= RegisterController::MaxFields);
+        // Every record a kit could send, both channels on screen, a send-all, a write-back.
+        for (int record = 0; record < 3 * 16; ++record)
+            controller->Dispatch(QByteArray(1, char(record / 16)) + char(record << 4 | 0xF) +
+                                     '\xFF',
+                                 3, ReadRegisters);
+        ModalCloser closer;
+        widget->setEnabled(true);
+        find<QComboBox>("channelComboBox")->setCurrentIndex(1);
+        widget->sendAll();
+        controller->updateSettings();
+        start(QVariant());
+        QCOMPARE(registerCount(1), countB);
+    }
+
+    void defaultMaps_data()
+    {
+        QTest::addColumn<QString>("revision");
+        QTest::addColumn<QList<int>>("data"); // default data word per address, -1: no register
+        dataRow("B", "B",
+                QList<int>{0x000, 0x0A0, 0x466, 0x080, 0x2A0, 0x000, 0x73A, 0x167, 0x082, 0x000,
+                           0x000, 0x000, 0x040, -1, 0x000, 0x000});
+        dataRow("C", "C",
+                QList<int>{0x000, 0x3A0, 0x46A, 0x080, 0x2A0, 0x100, 0x73A, 0x167, 0x082, 0x000,
+                           0x000, 0x000, 0x040, 0x000, 0x000, 0x000});
+    }
+
+    void defaultMaps()
+    {
+        QFETCH(QString, revision);
+        QFETCH(QList<int>, data);
+        QList<int> actual = QVector<int>(16, -1).toList();
+        for (const Register &reg : revision == "B" ? registers_rev_b : registers_rev_c) {
+            QList<FieldBits> bits;
+            int total = 0;
+            for (const Field &field : reg.fields) {
+                QVERIFY2(field.min <= field.value && field.value <= field.max,
+                         qPrintable(field.name));
+                QVERIFY2(field.max >> field.length == 0, qPrintable(field.name));
+                bits.append({field.value, field.length});
+                total += field.length;
+            }
+            QCOMPARE(total, 12);
+            actual[reg.address] = int(fieldsToData(bits));
+        }
+        QCOMPARE(actual, data);
+    }
+
+    void lineEdit_data()
+    {
+        QTest::addColumn<int>("base");
+        QTest::addColumn<int>("length");
+        QTest::addColumn<int>("max");
+        QTest::addColumn<bool>("editable"); // else the field holds `value` and nothing is typed
+        QTest::addColumn<QString>("keys");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("value");
+        QTest::addColumn<QString>("colour");
+        dataRow("hex F in 2 bits", 16, 2, 3, true, "F", "F", 15, "red");
+        dataRow("hex lower case", 16, 8, 255, true, "ab", "ab", 171, "");
+        dataRow("hex third digit refused", 16, 8, 255, true, "abc", "ab", 171, "");
+        dataRow("decimal 99 in 5 bits", 10, 5, 31, true, "99", "99", 99, "red");
+        dataRow("decimal 100 refused", 10, 5, 31, true, "100", "10", 10, "");
+        dataRow("binary third digit refused", 2, 2, 3, true, "101", "10", 2, "");
+        dataRow("binary 2 refused", 2, 2, 3, true, "2", "", 0, "");
+        dataRow("Rsvd takes no 1", 2, 1, 0, true, "1", "1", 1, "red");
+        dataRow("read-only above max", 10, 6, 31, false, "", "40", 40, "orange");
+        dataRow("read-only binary padded", 2, 5, 31, false, "", "00110", 6, "");
+        dataRow("read-only hex upper case", 16, 12, 4095, false, "", "ABC", 0xABC, "");
+    }
+
+    void lineEdit()
+    {
+        QFETCH(int, base);
+        QFETCH(int, length);
+        QFETCH(int, max);
+        QFETCH(bool, editable);
+        QFETCH(QString, keys);
+        QFETCH(QString, text);
+        QFETCH(int, value);
+        QFETCH(QString, colour);
+        Field field{"DLS", quint16(editable ? 1 : value), quint16(length), 0, quint16(max), {}};
+        RegisterLineEdit editor(base == 2 ? 16 : 2, &field);
+        editor.setProperty("edit", editable);
+        QSignalSpy updated(&editor, &RegisterLineEdit::registerUpdated);
+        editor.setField(base, &field); // a change of display type writes nothing
+        QCOMPARE(updated.count(), 0);
+        if (editable) {
+            editor.selectAll();
+            QTest::keyClick(&editor, Qt::Key_Backspace);
+            QTest::keyClicks(&editor, keys);
+        }
+        QCOMPARE(editor.text(), text);
+        QCOMPARE(int(field.value), value);
+        QCOMPARE(editor.property("valid").toBool(), colour != "red");
+        QCOMPARE(editor.styleSheet().remove("QLineEdit { background-color: ").remove("; }"),
+                 colour);
+        QCOMPARE(updated.count(), editable ? 1 + text.size() : 0);
+    }
+
+    void gridIsBitAligned()
+    {
+        start(CHIPID_REV_C, true);
+        widget->resize(700, 600);
+        widget->show();
+        QVERIFY(QTest::qWaitForWindowExposed(widget.get()));
+        // Each bit boundary has one x in every row: keyed by bit for left edges, -bit for right.
+        QMap<int, int> edge;
+        for (int row = 0; row < 16; ++row) {
+            int bit = 0;
+            for (int index = 0; field(row, index); ++index) {
+                const QRect box = field(row, index)->geometry();
+                QCOMPARE(edge.value(bit, box.left()), box.left());
+                edge.insert(bit, box.left());
+                bit += field(row, index)->field()->length;
+                QCOMPARE(edge.value(-bit, box.right()), box.right());
+                edge.insert(-bit, box.right());
+            }
+            QCOMPARE(bit, 12);
+        }
+        QVERIFY(edge.value(1) > edge.value(0));
+    }
+
+private:
+    // Seeds the settings for the chip id (none: keep the file), then applies the edits
+    // ("key=value", or "-key" to remove) as a hand would, and connects anew with a page.
+    void start(const QVariant &chipid, bool showrsvd = false, const QStringList &edits = {})
+    {
+        if (chipid.isValid())
+            QSettings().setValue(CHIPID_KEY, chipid);
+        QSettings().setValue("showrsvd", showrsvd);
+        for (int pass = edits.isEmpty() ? 1 : 0; pass < 2; ++pass) {
+            widget.reset();
+            controller.reset();
+            serial.reset(new SerialController(peer.enumerator()));
+            controller.reset(new RegisterController(serial.get()));
+            QSettings file;
+            for (const QString &edit : edits) {
+                if (pass == 0 && edit.startsWith('-'))
+                    file.remove(edit.mid(1));
+                else if (pass == 0)
+                    file.setValue(edit.section('=', 0, 0), edit.section('=', 1));
+            }
+        }
+        QVERIFY(serial->isConnected());
+        widget.reset(new RegisterWidget);
+        connect(widget.get(), &RegisterWidget::sigSendRegister, controller.get(),
+                &RegisterController::sendRegister);
+        peer.clearReceived();
+    }
+
+    int rowOf(const QString &registerName)
+    {
+        for (int row = 0;; ++row) {
+            auto *label = find<QLabel>(QStringLiteral("registerName_%1").arg(row));
+            if (!label || label->text() == registerName)
+                return label ? row : -1;
+        }
+    }
+
+    template <typename T> T *find(const QString &name) { return widget->findChild<T *>(name); }
+    RegisterLineEdit *field(int row, int index)
+    {
+        return find<RegisterLineEdit>(QStringLiteral("field_%1_%2").arg(row).arg(index));
+    }
+
+    TestSettings settings;
+    PtyKitPeer peer;
+    std::unique_ptr<SerialController> serial;
+    std::unique_ptr<RegisterController> controller;
+    std::unique_ptr<RegisterWidget> widget;
+};
+
+QTEST_MAIN(TestRegisters)
+#include "tst_registers.moc"
