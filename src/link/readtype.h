@@ -4,7 +4,8 @@
 
 // What a reply is. Chosen by the sender of a command and handed back with each
 // read of its reply, so that exactly one controller acts on it.
-enum ReadType {
+enum ReadType
+{
     ReadNone = 0,
     ReadRegisters = 1,
     ReadSensing = 2,

@@ -7,7 +7,8 @@
 // link prepares it afresh at every pass of the application (see SerialController).
 
 // One named bit field of a chip register. All numbers are raw unsigned values.
-struct Field {
+struct Field
+{
     QString name;
     quint16 value = 0;  // right-aligned raw value
     quint16 length = 0; // width in bits, 1 to 12
@@ -17,7 +18,8 @@ struct Field {
 };
 
 // One chip register: a 4-bit address above 12 data bits cut into fields.
-struct Register {
+struct Register
+{
     unsigned address : 4;
     QString name;
     bool editable = false;
@@ -28,7 +30,8 @@ struct Register {
 };
 
 // The holder of one output channel's registers; the list owns its registers.
-struct Channel {
+struct Channel
+{
     QList<Register *> *registers = nullptr;
 };
 

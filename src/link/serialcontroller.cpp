@@ -113,8 +113,7 @@ bool SerialController::isConnected()
     return false;
 }
 
-void SerialController::sendData(QByteArray data, int count, int read_data_count,
-                                ReadType read_type)
+void SerialController::sendData(QByteArray data, int count, int read_data_count, ReadType read_type)
 {
     if (!connected || !serial)
         return;

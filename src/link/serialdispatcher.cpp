@@ -2,8 +2,7 @@
 
 #include "serialcontroller.h"
 
-SerialDispatcher::SerialDispatcher(SerialController *controller, QObject *parent)
-    : QObject(parent)
+SerialDispatcher::SerialDispatcher(SerialController *controller, QObject *parent) : QObject(parent)
 {
     connect(this, &SerialDispatcher::sigSendData, controller, &SerialController::sendData);
     connect(controller, &SerialController::sigDataRead, this, &SerialDispatcher::Dispatch);

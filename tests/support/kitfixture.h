@@ -8,8 +8,7 @@
 
 // A controller of type C over a serial link to a pseudo-terminal kit, with a settings
 // file of its own; restart() makes both anew for each test function.
-template <typename C>
-struct KitFixture
+template <typename C> struct KitFixture
 {
     TestSettings settings;
     PtyKitPeer peer;
