@@ -34,8 +34,7 @@ int runLoop(int timeoutMs, const std::function<bool()> &ready)
     QTimer poll;
     int seen = 0, left = timeoutMs / 50;
     QObject::connect(&poll, &QTimer::timeout, [&] {
-        seen = ready() ? seen + 1 : 0;
-        if (seen == 2 || --left == 0)
+        if ((seen = ready() ? seen + 1 : 0) == 2 || --left == 0)
             QCoreApplication::exit(NoExit);
     });
     poll.start(50);
@@ -56,19 +55,18 @@ QString tokens(const PtyKitPeer &peer)
     return tokens.join(' ');
 }
 
-QString text(const MainWindow &window, const QString &name)
-{
-    return window.findChild<QWidget *>(name)->property("text").toString();
-}
-
 // The text of a widget, and "|" and its style sheet if it has one.
 QString look(const MainWindow &window, const QString &name)
 {
-    const QString style = window.findChild<QWidget *>(name)->styleSheet();
-    return text(window, name) + (style.isEmpty() ? "" : "|" + style);
+    const QWidget *widget = window.findChild<QWidget *>(name);
+    const QString style = widget->styleSheet();
+    return widget->property("text").toString() + (style.isEmpty() ? "" : "|" + style);
 }
 
 } // namespace
+
+using Calls = QList<std::function<void(MainWindow &)>>; // made in order on a new window
+Q_DECLARE_METATYPE(Calls)
 
 class TestMainWindow : public QObject
 {
@@ -77,7 +75,6 @@ class TestMainWindow : public QObject
 private slots:
     void initTestCase() { QApplication::setQuitOnLastWindowClosed(false); }
     void init() { settings.reset(); }
-    void frame();
     void calls_data();
     void calls();
     void connection_data();
@@ -87,8 +84,40 @@ private:
     TestSettings settings;
 };
 
-void TestMainWindow::frame()
+void TestMainWindow::calls_data()
 {
+    QTest::addColumn<Calls>("calls");
+    QTest::addColumn<QStringList>("enabled");
+    QTest::addColumn<QStringList>("looks"); // "name=look" of the widgets the row is about
+
+    const auto set = [](bool on) { return [on](MainWindow &w) { w.setControlsEnabled(on); }; };
+    const auto click = [](const char *name) {
+        return [name](MainWindow &w) { w.findChild<QPushButton *>(name)->click(); };
+    };
+    const Calls saved{&MainWindow::markUpToDate, &MainWindow::markSaved};
+    const QString activate = "sensingButton=Activate Sensing";
+    const QStringList pending{"saveLabel=Not Saved" + Yellow, "syncLabel=Pending Changes" + Yellow};
+    auto row = [](const char *name, const Calls &calls, const QStringList &enabled,
+                  const QStringList &looks) { QTest::newRow(name) << calls << enabled << looks; };
+    row("as built", {}, {}, pending + QStringList{"connectionLabel=Not Connected" + Start});
+    row("saved and up to date", saved, {},
+        {"saveLabel=Saved" + Green, "syncLabel=Up To Date" + Green});
+    row("pending changes undo saved", saved + Calls{&MainWindow::markPendingChanges}, {}, pending);
+    row("link lost", saved + Calls{[](MainWindow &w) { w.onDeviceConnected(false); }}, {},
+        pending + QStringList{"connectionLabel=Not Connected" + Red});
+    row("last call decides", {set(true), set(false), set(false), set(true)}, KitControls, {});
+    row("power down leaves its button", {set(true), click("powerButton")}, {"powerButton"},
+        {activate, "powerButton=Power Up"});
+    row("oscillator leaves its button", {set(true), click("oscillatorButton")},
+        {"oscillatorButton"}, {activate, "oscillatorButton=Stop Oscillator on SDO"});
+}
+
+void TestMainWindow::calls()
+{
+    QFETCH(Calls, calls);
+    QFETCH(QStringList, enabled);
+    QFETCH(QStringList, looks);
+
     MainWindow window([] { return QList<PortCandidate>(); });
     auto *tabs = window.findChild<QTabWidget *>("tabWidget");
     QStringList pages;
@@ -97,60 +126,8 @@ void TestMainWindow::frame()
     QCOMPARE(pages, QStringList({"Audio=AudioWidget", "Register Config=RegisterWidget",
                                  "Sensing Config=SensingWidget",
                                  "Force Measurement=ThresholdCalibratorWidget"}));
-    QTimer::singleShot(0, window.findChild<QAction *>("exitAction"), &QAction::trigger);
-    QCOMPARE(runLoop(300, [] { return false; }), 0);
-}
-
-void TestMainWindow::calls_data()
-{
-    QTest::addColumn<QStringList>("calls"); // "on"/"off": setControlsEnabled; buttons are clicked
-    QTest::addColumn<QStringList>("looks"); // "name=look" of the widgets the row is about
-    QTest::addColumn<QStringList>("enabled");
-
-    const QStringList saved{"markUpToDate", "markSaved"};
-    const QString activate = "sensingButton=Activate Sensing";
-    auto row = [](const char *name, const QStringList &calls, const QStringList &looks,
-                  const QStringList &enabled) { QTest::newRow(name) << calls << looks << enabled; };
-    row("as built", {},
-        {"saveLabel=Not Saved" + Yellow, "syncLabel=Pending Changes" + Yellow,
-         "connectionLabel=Not Connected" + Start},
-        {});
-    row("saved and up to date", saved, {"saveLabel=Saved" + Green, "syncLabel=Up To Date" + Green},
-        {});
-    row("pending changes undo saved", saved + QStringList{"markPendingChanges"},
-        {"saveLabel=Not Saved" + Yellow, "syncLabel=Pending Changes" + Yellow}, {});
-    row("link lost", saved + QStringList{"lost"},
-        {"saveLabel=Not Saved" + Yellow, "syncLabel=Pending Changes" + Yellow,
-         "connectionLabel=Not Connected" + Red},
-        {});
-    row("last call decides", {"on", "off", "off", "on"}, {}, KitControls);
-    row("power down leaves its button", {"on", "powerButton"}, {activate, "powerButton=Power Up"},
-        {"powerButton"});
-    row("oscillator leaves its button", {"on", "oscillatorButton"},
-        {activate, "oscillatorButton=Stop Oscillator on SDO"}, {"oscillatorButton"});
-}
-
-void TestMainWindow::calls()
-{
-    QFETCH(QStringList, calls);
-    QFETCH(QStringList, looks);
-    QFETCH(QStringList, enabled);
-
-    const QHash<QString, void (MainWindow::*)()> marks{
-        {"markUpToDate", &MainWindow::markUpToDate},
-        {"markPendingChanges", &MainWindow::markPendingChanges},
-        {"markSaved", &MainWindow::markSaved}};
-    MainWindow window([] { return QList<PortCandidate>(); });
-    for (const QString &call : qAsConst(calls)) {
-        if (call == "lost")
-            window.onDeviceConnected(false);
-        else if (call == "on" || call == "off")
-            window.setControlsEnabled(call == "on");
-        else if (marks.contains(call))
-            (window.*marks.value(call))();
-        else
-            window.findChild<QPushButton *>(call)->click();
-    }
+    for (const auto &call : qAsConst(calls))
+        call(window);
     for (const QString &expected : qAsConst(looks))
         QCOMPARE(expected.section('=', 0, 0) + "=" + look(window, expected.section('=', 0, 0)),
                  expected);
@@ -163,48 +140,44 @@ void TestMainWindow::calls()
 
 void TestMainWindow::connection_data()
 {
-    QTest::addColumn<QByteArray>("firmwareId");
-    QTest::addColumn<int>("chipId");
-    QTest::addColumn<QByteArray>("session");  // the settings file before the start
-    QTest::addColumn<QStringList>("presses"); // buttons, once connected
+    QTest::addColumn<QByteArray>("session"); // the settings file before the start
     QTest::addColumn<int>("exitCode");
     QTest::addColumn<QString>("message");
-    // Firmware and chip labels, commands to the kit, sensing button|sync label|save label.
+    // Firmware and chip labels (the kit reports what they show), commands to the kit,
+    // sensing button|sync label|save label.
     QTest::addColumn<QStringList>("shown");
+    QTest::addColumn<QStringList>("presses"); // buttons, once connected
 
     const QByteArray revB = "chipid=66\nfirst_boot=false", revC = "chipid=67\nfirst_boot=false";
     const QString changed =
         "Chip ID revision has changed\nCurrent Revision: %1\nPrevious Revision: %2";
     const QString id = "Firmware ID: 2.3", chipC = "Chip ID: 0x246A (Rev C)",
                   chipB = "Chip ID: 0x2466 (Rev B)",
-                  idle = "Deactivate Sensing|Pending Changes|Not Saved";
-    auto row = [](const char *name, const char *firmwareId, int chipId, const QByteArray &session,
-                  int code, const QString &message, const QStringList &shown,
-                  const QStringList &presses = {}) {
-        QTest::newRow(name) << QByteArray(firmwareId) << chipId << session << presses << code
-                            << message << shown;
+                  idle = "Deactivate Sensing|Pending Changes|Not Saved",
+                  synced = "Deactivate Sensing|Up To Date|Not Saved";
+    auto row = [](const char *name, const QByteArray &session, int code, const QString &message,
+                  const QStringList &shown, const QStringList &presses = {}) {
+        QTest::newRow(name) << session << code << message << shown << presses;
     };
-    row("first boot reads the kit", "2.3", 0x246A, "chipid=67", NoExit, "",
-        {id, chipC, "= H 5 8 4", "Deactivate Sensing|Up To Date|Not Saved"});
-    row("session in use is not read", "2.3", 0x2466, revB, NoExit, "", {id, chipB, "= H", idle});
-    row("other firmware quits", "2.2", 0x246A, revC, 0,
+    row("first boot reads the kit", "chipid=67", NoExit, "", {id, chipC, "= H 5 8 4", synced});
+    row("session in use is not read", revB, NoExit, "", {id, chipB, "= H", idle});
+    row("other firmware quits", revC, 0,
         "Firmware version not compatible \nCurrent version: 2.2\nCompatible version: 2.3",
         {"Firmware ID: 2.2", chipC, "= H", idle});
-    row("revision B on a revision C session", "2.3", 0x2466, revC, EXIT_CODE_RESTART_REV_B,
-        changed.arg("B", "C"), {id, chipB, "= H", idle});
-    row("revision C on a revision B session", "2.3", 0x246A, revB, EXIT_CODE_RESTART_REV_C,
-        changed.arg("C", "B"), {id, chipC, "= H", idle});
-    row("unknown chip restarts as revision C", "2.3", 0x12AB, revC, EXIT_CODE_RESTART_REV_C,
+    row("revision B on a revision C session", revC, EXIT_CODE_RESTART_REV_B, changed.arg("B", "C"),
+        {id, chipB, "= H", idle});
+    row("revision C on a revision B session", revB, EXIT_CODE_RESTART_REV_C, changed.arg("C", "B"),
+        {id, chipC, "= H", idle});
+    row("unknown chip restarts as revision C", revC, EXIT_CODE_RESTART_REV_C,
         changed.arg(QChar(0)).arg("C"), {id, "Chip ID: 0x12AB", "= H", idle});
-
     // What the buttons send once connected, and what they show after.
     auto press = [&](const char *name, const QStringList &presses, const char *tokens,
-                     const char *texts) {
-        row(name, "2.3", 0x246A, revC, NoExit, "", {id, chipC, tokens, texts}, presses);
+                     const QString &texts) {
+        row(name, revC, NoExit, "", {id, chipC, tokens, texts}, presses);
     };
-    press("load", {"loadFromDeviceButton"}, "= H 5 8 4", "Deactivate Sensing|Up To Date|Not Saved");
+    press("load", {"loadFromDeviceButton"}, "= H 5 8 4", synced);
     press("send switches sensing back on", {"sensingButton", "sendToDeviceButton"},
-          "= H D0 2 6 0 D1", "Deactivate Sensing|Up To Date|Not Saved");
+          "= H D0 2 6 0 D1", synced);
     press("send and save", {"sendAndSaveButton"}, "= H D0 2 6 0 D1 D0 3 7 1 D1",
           "Deactivate Sensing|Up To Date|Saved");
     press("power down and up", {"powerButton", "powerButton"}, "= H D0 > <",
@@ -213,24 +186,23 @@ void TestMainWindow::connection_data()
 
 void TestMainWindow::connection()
 {
-    QFETCH(QByteArray, firmwareId);
-    QFETCH(int, chipId);
     QFETCH(QByteArray, session);
-    QFETCH(QStringList, presses);
     QFETCH(int, exitCode);
     QFETCH(QString, message);
     QFETCH(QStringList, shown);
+    QFETCH(QStringList, presses);
 
     QFile file(settings.fileName());
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write("[General]\n" + session) && file.flush());
     PtyKitPeer kit;
-    kit.setHandler(
-        [firmware = std::make_shared<KitFirmware>(chipId, firmwareId)](const QByteArray &chunk) {
-            QList<PtyKitPeer::ReplyPiece> replies;
-            for (const KitFirmware::Exchange &exchange : firmware->feed(chunk))
-                replies.append({exchange.reply, 0});
-            return replies;
-        });
+    auto firmware = std::make_shared<KitFirmware>(shown[1].section(' ', 2, 2).toUInt(nullptr, 0),
+                                                  shown[0].section(' ', 2).toLatin1());
+    kit.setHandler([firmware](const QByteArray &chunk) {
+        QList<PtyKitPeer::ReplyPiece> replies;
+        for (const KitFirmware::Exchange &exchange : firmware->feed(chunk))
+            replies.append({exchange.reply, 0});
+        return replies;
+    });
     QVERIFY(kit.open());
     MainWindow window(kit.enumerator());
     ModalCloser closer;
@@ -238,14 +210,17 @@ void TestMainWindow::connection()
     QCOMPARE(runLoop(10000, [load] { return load->isEnabled(); }), exitCode);
     for (const QString &press : qAsConst(presses))
         window.findChild<QPushButton *>(press)->click();
-    // The last commands may stand yet in the line.
+    // The last commands may stand yet in the line. Of the sync and save labels, only texts.
     QTRY_COMPARE(QStringList({look(window, "firmwareLabel"), look(window, "chipLabel"), tokens(kit),
-                              text(window, "sensingButton") + "|" + text(window, "syncLabel") +
-                                  "|" + text(window, "saveLabel"),
+                              look(window, "sensingButton") + "|" +
+                                  look(window, "syncLabel").section('|', 0, 0) + "|" +
+                                  look(window, "saveLabel").section('|', 0, 0),
                               look(window, "connectionLabel")}),
                  shown + QStringList{"Connected" + Green});
     QCOMPARE(closer.texts().join('|'), message);
     QCOMPARE(window.cursor().shape(), Qt::ArrowCursor);
+    QTimer::singleShot(0, window.findChild<QAction *>("exitAction"), &QAction::trigger);
+    QCOMPARE(runLoop(300, [] { return false; }), 0);
 }
 
 QTEST_MAIN(TestMainWindow)

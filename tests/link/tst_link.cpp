@@ -1,5 +1,6 @@
 #include "link/serialcontroller.h"
 #include "link/serialdispatcher.h"
+#include "link/wire.h"
 #include "ptykitpeer.h"
 #include "support/modalcloser.h"
 
@@ -9,8 +10,8 @@
 
 namespace {
 
-// What the line does during the exchange.
-const int Steady = 0, Stalled = 1, Unplugged = 2;
+const int Steady = 0, Stalled = 1, Unplugged = 2; // what the line does during an exchange
+const int Encode = 1, Decode = 2, Both = 3, Fixed = 0, Word = 1; // encoding checks; value kinds
 
 QStringList dispatched; // what the dispatchers were handed, in order
 
@@ -26,7 +27,7 @@ struct LoggingDispatcher : SerialDispatcher
 
 } // namespace
 
-class TestSerialController : public QObject
+class TestLink : public QObject
 {
     Q_OBJECT
 
@@ -35,9 +36,12 @@ private slots:
     void exchange();
     void connection_data();
     void connection();
+    void encodings_data();
+    void encodings();
+    void everyFixedValueSurvivesARoundTrip();
 };
 
-void TestSerialController::exchange_data()
+void TestLink::exchange_data()
 {
     QTest::addColumn<QByteArrayList>("reply");
     QTest::addColumn<int>("readCount");
@@ -57,7 +61,7 @@ void TestSerialController::exchange_data()
 
 // Each read reaches every dispatcher in the order they were made. Whatever happened,
 // the next command gets through once the line is back; a lost one never arrives.
-void TestSerialController::exchange()
+void TestLink::exchange()
 {
     QFETCH(QByteArrayList, reply);
     QFETCH(int, readCount);
@@ -93,8 +97,7 @@ void TestSerialController::exchange()
     unplugger.join();
 
     // A reply is over only once the kit has been silent for about 100 ms.
-    QVERIFY2(ms < 2000 && (line != Steady || readCount == 0 || ms >= 90),
-             qPrintable(QString::number(ms)));
+    QVERIFY2(ms < 2000 && (line != Steady || readCount == 0 || ms >= 90), QByteArray::number(ms));
     QStringList expected;
     for (const QByteArray &read : reads)
         for (const char *name : {"first", "second"})
@@ -110,39 +113,34 @@ void TestSerialController::exchange()
             (!controller.isConnected() && peer.plug() && controller.isConnected()));
     QCOMPARE(connection.count(), line == Unplugged ? 2 : 0); // lost, then back
     emit first.sigSendData("G", 1, 0, ReadNone);
-    const QByteArray sent = line == Stalled ? "G" : "=G";
-    QVERIFY(peer.waitForBytes(sent.size(), 2000));
+    QVERIFY(peer.waitForBytes(line == Stalled ? 1 : 2, 2000));
     QTest::qWait(50);
-    QCOMPARE(peer.receivedBytes(), sent);
+    QCOMPARE(peer.receivedBytes(), QByteArray(line == Stalled ? "G" : "=G"));
 }
 
-void TestSerialController::connection_data()
+void TestLink::connection_data()
 {
     // Each enumeration lists (the last one repeated) 'a', 'b' two pty kits, 'B' the second
     // with a wrong product, 'x' one that cannot be opened, '-' none. Opening enumerates again.
     QTest::addColumn<QByteArray>("listings");
-    QTest::addColumn<QByteArray>("polls");   // what each poll answers
-    QTest::addColumn<QByteArray>("changes"); // the sigDeviceConnected in all
-    QTest::addColumn<char>("receiver");      // the kit that gets a command sent then
-    const auto row = [](const char *name, const char *listings, const char *polls,
-                        const char *changes, char receiver) {
-        QTest::newRow(name) << QByteArray(listings) << QByteArray(polls) << QByteArray(changes)
-                            << receiver;
+    QTest::addColumn<QByteArray>("states"); // what each poll answers, then each sigDeviceConnected
+    QTest::addColumn<char>("receiver");     // the kit that gets a command sent then
+    const auto row = [](const char *name, const char *listings, const char *states, char receiver) {
+        QTest::newRow(name) << QByteArray(listings) << QByteArray(states) << receiver;
     };
 
-    row("no kit", "-", "0", "", '-');
-    row("wrong product ignored", "B", "0", "", '-');
-    row("of two kits the last wins", "ab", "1", "1", 'b');
-    row("a wrong product after the kit", "aB", "1", "1", 'a');
-    row("lost only after two empty enumerations in a row", "a a - a - -", "1100", "10", '-');
-    row("an unopenable port is retried silently", "x x x x a", "001", "1", 'a');
+    row("no kit", "-", "0 ", '-');
+    row("wrong product ignored", "B", "0 ", '-');
+    row("of two kits the last wins", "ab", "1 1", 'b');
+    row("a wrong product after the kit", "aB", "1 1", 'a');
+    row("lost only after two empty enumerations in a row", "a a - a - -", "1100 10", '-');
+    row("an unopenable port is retried silently", "x x x x a", "001 1", 'a');
 }
 
-void TestSerialController::connection()
+void TestLink::connection()
 {
     QFETCH(QByteArray, listings);
-    QFETCH(QByteArray, polls);
-    QFETCH(QByteArray, changes);
+    QFETCH(QByteArray, states);
     QFETCH(char, receiver);
     ModalCloser closer;
     PtyKitPeer a, b;
@@ -163,20 +161,64 @@ void TestSerialController::connection()
     });
     QSignalSpy spy(&controller, &SerialController::sigDeviceConnected);
 
-    QByteArray answers;
-    for (int i = 0; i < polls.size(); ++i)
-        answers += controller.isConnected() ? '1' : '0';
+    QByteArray seen;
+    for (int i = 0; i < states.indexOf(' '); ++i)
+        seen += controller.isConnected() ? '1' : '0';
     controller.sendData("G", 1, 0, ReadNone);
-
-    QCOMPARE(answers, polls);
-    QByteArray states;
+    seen += ' ';
     for (const QList<QVariant> &args : qAsConst(spy))
-        states += args.at(0).toBool() ? '1' : '0';
-    QCOMPARE(states, changes);
+        seen += args.at(0).toBool() ? '1' : '0';
+    QCOMPARE(seen, states);
     QCOMPARE(a.waitForBytes(1, receiver == 'a' ? 2000 : 100), receiver == 'a');
     QCOMPARE(b.waitForBytes(1, receiver == 'b' ? 2000 : 100), receiver == 'b');
     QVERIFY(closer.texts().isEmpty());
 }
 
-QTEST_MAIN(TestSerialController)
-#include "tst_serialcontroller.moc"
+void TestLink::encodings_data()
+{
+    QTest::addColumn<bool>("word"); // else fixed-100, the real value times 100
+    QTest::addColumn<float>("value");
+    QTest::addColumn<QByteArray>("hex");
+    QTest::addColumn<int>("ways");
+    const auto row = [](const char *name, bool word, float value, const char *hex, int ways) {
+        QTest::newRow(name) << word << value << QByteArray(hex) << ways;
+    };
+
+    row("-1.5", Fixed, -1.5f, "ff6a", Both);
+    row("0.125 rounds away from zero", Fixed, 0.125f, "000d", Encode);
+    row("95", Fixed, 95.0f, "251c", Both);
+    row("-95", Fixed, -95.0f, "dae4", Both);
+    row("0.005 rounds up", Fixed, 0.005f, "0001", Encode);
+    row("-0.005 rounds down", Fixed, -0.005f, "ffff", Encode);
+    row("above the range clamps", Fixed, 327.7f, "7fff", Encode);
+    row("below the range clamps", Fixed, -327.7f, "8000", Encode);
+    row("word 180", Word, 180, "00b4", Both);
+    row("no bytes", Word, 0, "", Decode);
+    row("one byte 0x24 is the high byte", Word, 0x2400, "24", Decode);
+    row("a third byte is ignored", Word, 0x2466, "246601", Decode);
+}
+
+void TestLink::encodings()
+{
+    QFETCH(bool, word);
+    QFETCH(float, value);
+    QFETCH(QByteArray, hex);
+    QFETCH(int, ways);
+    const QByteArray bytes = QByteArray::fromHex(hex);
+    if (ways & Encode)
+        QCOMPARE((word ? ::intToBytes(quint16(value)) : ::floatToBytes(value)).toHex(), hex);
+    if (ways & Decode)
+        QCOMPARE(word ? float(::bytesToInt(bytes)) : ::bytesToFloat(bytes), value);
+}
+
+// A value read from the kit and sent back must give the same bytes.
+void TestLink::everyFixedValueSurvivesARoundTrip()
+{
+    for (int raw = 0; raw <= 0xFFFF; ++raw) {
+        const QByteArray bytes = ::intToBytes(quint16(raw));
+        QVERIFY2(::floatToBytes(::bytesToFloat(bytes)) == bytes, bytes.toHex());
+    }
+}
+
+QTEST_MAIN(TestLink)
+#include "tst_link.moc"
