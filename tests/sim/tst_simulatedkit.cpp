@@ -1,23 +1,39 @@
+#include "kitoptions.h"
 #include "link/serialcontroller.h"
 #include "simulatedkit.h"
+#include "support/datarow.h"
 #include "support/modalcloser.h"
+#include "support/testargv.h"
 
+#include <QTemporaryDir>
 #include <QtTest>
 #include <functional>
-
-// The simulated kit seen from the program's side: a real SerialController on the
-// pseudo-terminal, with each fault switched on from the test.
 
 using KitSetup = std::function<void(SimulatedKit &)>;
 Q_DECLARE_METATYPE(KitSetup)
 
 namespace {
 
-void row(const char *name, const char *steps, const QList<QByteArray> &seen,
-         const QByteArray &received, const KitSetup &setup = {},
-         quint16 chip = KitFirmware::ChipIdRevC, const QByteArray &firmware = "2.3")
+QByteArray operator""_b(const char *text, size_t size)
 {
-    QTest::newRow(name) << QString(steps) << seen << received << setup << chip << firmware;
+    return QByteArray(text, int(size));
+}
+
+// All the kit sends back for the bytes, fed one at a time to make each command of pieces.
+QByteArray replyTo(KitFirmware &firmware, const QByteArray &bytes)
+{
+    QByteArray reply;
+    for (const char byte : bytes)
+        for (const KitFirmware::Exchange &exchange : firmware.feed(QByteArray(1, byte)))
+            reply.append(exchange.reply);
+    return reply;
+}
+
+KitSetup chip(quint16 id, const QByteArray &firmware = "2.3")
+{
+    return [=](SimulatedKit &kit) {
+        kit.withFirmware([&](KitFirmware &f) { f.setChipId(id), f.setFirmwareId(firmware); });
+    };
 }
 
 } // namespace
@@ -28,92 +44,179 @@ class TestSimulatedKit : public QObject
 
 private slots:
     void initTestCase() { qRegisterMetaType<ReadType>("ReadType"); }
-    void faults_data();
-    void faults();
-};
 
-// Each row sets a fault up and takes steps: a command byte with the count of bytes to
-// read back ("H3"), or "unplug", "plug", "resume" (the kit reads again). It expects
-// what the program saw, in order (each read, message box and change of connection),
-// and the commands that reached the kit.
-void TestSimulatedKit::faults_data()
-{
-    QTest::addColumn<QString>("steps");
-    QTest::addColumn<QList<QByteArray>>("seen");
-    QTest::addColumn<QByteArray>("received");
-    QTest::addColumn<KitSetup>("setup");
-    QTest::addColumn<quint16>("chip");
-    QTest::addColumn<QByteArray>("firmware");
-
-    QList<QByteArray> revB{"\x24\x66"};
-    const QByteArray registers = KitFirmware(KitFirmware::ChipIdRevB).feed("4").value(0).reply;
-    for (int i = 0; i < registers.size(); i += 3)
-        revB.append(registers.mid(i, 3));
-
-    row("revision C", "=3 H3", {"2.3", "\x24\x6A"}, "=H");
-    row("revision B, register records", "H3 43", revB, "H4", {}, KitFirmware::ChipIdRevB);
-    row("unknown chip", "H3", {"\x12\x34"}, "H", {}, 0x1234);
-    row("firmware 2.30 arrives as two", "=3 H3", {"2.3", "0", "\x24\x6A"}, "=H", {}, 0x246A,
-        "2.30");
-    row("no reply", "=3", {}, "=", [](SimulatedKit &kit) { kit.setSilent(true); });
-    row("pieces with short gaps", "=3 H3", {"2.", "3", "\x24\x6A"}, "=H",
-        [](SimulatedKit &kit) { kit.setReplyPieces(2, 30); });
-    // The program stops listening after 100 ms of silence; the rest of the reply is
-    // left on the line and comes first in the next exchange.
-    row("long gap inside a reply", "54",
-        {QByteArray::fromHex("0030004B"), QByteArray::fromHex("0031")}, "5",
-        [](SimulatedKit &kit) { kit.setReplyGap(6, 250); });
-    row("extra record", "A0 B3", {"130", "77"}, "AB",
-        [](SimulatedKit &kit) { kit.setReplyExtra('B', "77"); });
-    row("stray bytes reach the next exchange", "G0 H3", {"xyz", "\x24\x6A"}, "GH",
-        [](SimulatedKit &kit) { kit.setReplyOverride('G', "xyz"); });
-    // The stalled command is dropped, so that it cannot reach the kit behind later ones.
-    row("stalled write", "G0 resume H3",
-        {"There was an error communicating with the dev kit", "\x24\x6A"}, "H",
-        [](SimulatedKit &kit) { kit.setReading(false); });
-    // Power goes with the cable: the measurement started before is gone.
-    row("unplug and plug", "A0 B3 unplug plug B3", {"130", "<disconnected>", "<connected>", "0"},
-        "ABB");
-}
-
-void TestSimulatedKit::faults()
-{
-    QFETCH(QString, steps);
-    QFETCH(QList<QByteArray>, seen);
-    QFETCH(QByteArray, received);
-    QFETCH(KitSetup, setup);
-    QFETCH(quint16, chip);
-    QFETCH(QByteArray, firmware);
-
-    SimulatedKit kit(chip, firmware);
-    QVERIFY(kit.open());
-    if (setup)
-        setup(kit);
-    SerialController controller(kit.enumerator());
-    QVERIFY(controller.isConnected());
-    ModalCloser closer;
-    QList<QByteArray> trace;
-    connect(&controller, &SerialController::sigDataRead,
-            [&](const QByteArray &data) { trace << data; });
-    connect(&controller, &SerialController::sigDeviceConnected,
-            [&](bool on) { trace << (on ? "<connected>" : "<disconnected>"); });
-    for (const QString &step : steps.split(QLatin1Char(' '))) {
-        if (step == QLatin1String("unplug"))
-            kit.unplug();
-        else if (step == QLatin1String("plug"))
-            QVERIFY(kit.plug());
-        else if (step == QLatin1String("resume"))
-            kit.setReading(true);
-        else
-            controller.sendData(step.left(1).toLatin1(), 1, step.mid(1).toInt(), ReadNone);
-        controller.isConnected();
-        for (const QString &text : closer.texts())
-            trace << text.toUtf8();
-        closer.clear();
+    // Each row gives the command line and what was read from it, as
+    // "chip firmware press [paced] [port=…] [error] | arguments left for the toolkit".
+    void options_data()
+    {
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<QString>("read");
+        QTest::addColumn<bool>("simulator");
+        dataRow("chip B", "--chip B", "2466 2.3 130 |", false);
+        dataRow("values after =", "--chip=0x1234 --press=7", "1234 2.3 7 |", false);
+        dataRow("chip too wide, not read", "--chip 0x12345", "246a 2.3 130 error |", false);
+        dataRow("all options, toolkit's kept",
+                "-style fusion --firmware 2.2 --press 77 --paced --port /dev/ttyUSB0 -platform x",
+                "246a 2.2 77 paced port=/dev/ttyUSB0 | -style fusion -platform x", false);
+        dataRow("simulator takes no --port", "--port /dev/x", "246a 2.3 130 | --port /dev/x", true);
     }
-    QCOMPARE(trace, seen);
-    QCOMPARE(kit.commands().join(), received);
-}
+
+    void options()
+    {
+        QFETCH(QString, line);
+        QFETCH(QString, read);
+        QFETCH(bool, simulator);
+        TestArgv args(("program " + line).split(' '));
+        const KitOptions options = takeKitOptions(
+            args.argc, args.argv(), simulator ? KitOptionSet::Simulator : KitOptionSet::Demo);
+        QStringList seen{QString::number(options.chipId, 16), options.firmwareId,
+                         QString::number(options.pressValue)};
+        if (options.paced)
+            seen << "paced";
+        if (!options.port.isEmpty())
+            seen << "port=" + options.port;
+        if (!options.error.isEmpty())
+            seen << "error";
+        QCOMPARE((seen << "|" << args.rest()).join(' '), read);
+        QCOMPARE(args.argv()[args.argc], nullptr);
+    }
+
+    // Each row writes, then reads on the same kit, on it after a power loss ("off 4") or on a
+    // new kit of the row's chip from the EEPROM file a rev C kit kept ("file 4"). The reply's
+    // records must hold `record`, or, for "!prefix", none may start with the prefix.
+    void commandEffects_data()
+    {
+        QTest::addColumn<quint16>("chip");
+        QTest::addColumn<QByteArray>("commands");
+        QTest::addColumn<QString>("read");
+        QTest::addColumn<QByteArray>("record");
+        const quint16 b = KitFirmware::ChipIdRevB, c = KitFirmware::ChipIdRevC;
+        const QByteArray kp1 = "01\x30\xAB"_b, sensing = "21!\xFC\x18"_b, audio = "6101\x00\x05"_b;
+
+        dataRow("other channel untouched", c, kp1, "4", "\x00\x30\x80"_b);
+        dataRow("register write, unknown bytes dropped", c, "xz" + kp1, "4", "\x01\x30\xAB"_b);
+        dataRow("default DEADTIME, rev B", b, ""_b, "4", "\x00\x24\x66"_b);
+        dataRow("rev B has no address 13", b, "00\xD1\x23"_b, "4", "!\x00\xD1"_b);
+        dataRow("DAC ignores writes", c, "00\x8F\xFF"_b, "4", "\x00\x80\x82"_b);
+        dataRow("status after power down", c, ">"_b, "4", "\x00\xC0\x7F"_b);
+        dataRow("status with output off", c, "F"_b, "4", "\x00\xC4\x7F"_b);
+        dataRow("sensing real, negative", c, sensing, "5", "\x01!\xFC\x18"_b);
+        // The argument byte '=' is no command of its own: it would be answered.
+        dataRow("sensing word", c, "203\x00="_b, "5", "\x00\x33\x00="_b);
+        dataRow("audio value", c, audio, "8", "ch1sw0type1\x00\x05"_b);
+        dataRow("audio type 4 ignored", c, "6004\x01\x01"_b, "8", "!ch0sw0type4"_b);
+        dataRow("saved register kept", c, kp1 + "11", "off 4", "\x01\x30\xAB"_b);
+        dataRow("unsaved register lost", c, kp1 + "10", "off 4", "\x01\x30\x80"_b);
+        dataRow("saved sensing kept", c, sensing + "31", "off 5", "\x01!\xFC\x18"_b);
+        dataRow("other area saved", c, sensing + "30" + "11", "off 5", "\x01!\x00\x00"_b);
+        dataRow("saved audio kept", c, audio + "7", "off 8", "ch1sw0type1\x00\x05"_b);
+        dataRow("saved register in the file", c, kp1 + "11", "file 4", "\x01\x30\xAB"_b);
+        dataRow("unsaved audio not in the file", c, audio + "31", "file 8",
+                "ch1sw0type1\x00\x00"_b);
+        dataRow("file: no registers of another chip", b, kp1 + "11", "file 4", "\x01\x30\x80"_b);
+        dataRow("file: sensing fits any chip", b, sensing + "31", "file 5", "\x01!\xFC\x18"_b);
+        dataRow("output back on at power-up", c, "F"_b, "off 4", "\x00\xC8\x7F"_b);
+    }
+
+    void commandEffects()
+    {
+        QFETCH(quint16, chip);
+        QFETCH(QByteArray, commands);
+        QFETCH(QString, read);
+        QFETCH(QByteArray, record);
+        QTemporaryDir dir;
+        const bool file = read.startsWith("file");
+        KitFirmware firmware(file ? KitFirmware::ChipIdRevC : chip), fromFile(chip);
+        QCOMPARE(firmware.attachEepromFile(dir.filePath("eeprom.json")), QString());
+        QVERIFY(replyTo(firmware, commands).isEmpty()); // writes are not answered
+        if (read.startsWith("off"))
+            firmware.powerCycle();
+        QCOMPARE(fromFile.attachEepromFile(dir.filePath("eeprom.json")), QString());
+        const QByteArray reply = replyTo(file ? fromFile : firmware, read.right(1).toLatin1());
+        const int size = QMap<QString, int>{{"4", 3}, {"5", 4}, {"8", 13}}.value(read.right(1));
+        QVERIFY(size && reply.size() % size == 0);
+        bool found = record.startsWith('!');
+        for (int i = 0; i < reply.size(); i += size) {
+            found = found || reply.mid(i, size) == record;
+            QVERIFY(!record.startsWith('!') || !reply.mid(i, size).startsWith(record.mid(1)));
+        }
+        QVERIFY2(found, reply.toHex(' ').constData());
+    }
+
+    // The kit seen by a SerialController. Each row sets a fault up, takes steps ("H3": a
+    // command and the bytes to read; "unplug", "plug", "resume": the kit reads again) and
+    // expects each read, message box and change of connection, and last the commands received.
+    void faults_data()
+    {
+        QTest::addColumn<QString>("steps");
+        QTest::addColumn<QList<QByteArray>>("seen");
+        QTest::addColumn<KitSetup>("setup");
+        const auto row = [](const char *name, const char *steps, const QList<QByteArray> &seen,
+                            const KitSetup &setup) {
+            QTest::newRow(name) << QString(steps) << seen << setup;
+        };
+        QList<QByteArray> revB{"\x24\x66"};
+        const QByteArray registers = KitFirmware(KitFirmware::ChipIdRevB).feed("4").value(0).reply;
+        for (int i = 0; i < registers.size(); i += 3)
+            revB.append(registers.mid(i, 3));
+
+        row("revision C", "=3 H3", {"2.3", "\x24\x6A", "=H"}, chip(KitFirmware::ChipIdRevC));
+        row("revision B, register records", "H3 43", revB << "H4", chip(KitFirmware::ChipIdRevB));
+        row("unknown chip", "H3", {"\x12\x34", "H"}, chip(0x1234));
+        row("firmware 2.30 arrives as two", "=3 H3", {"2.3", "0", "\x24\x6A", "=H"},
+            chip(0x246A, "2.30"));
+        row("no reply", "=3", {"="}, [](SimulatedKit &kit) { kit.setSilent(true); });
+        row("pieces with short gaps", "=3 H3", {"2.", "3", "\x24\x6A", "=H"},
+            [](SimulatedKit &kit) { kit.setReplyPieces(2, 30); });
+        // After 100 ms of silence the rest of the reply is left for the next exchange.
+        row("long gap inside a reply", "54", {"\x00\x30\x00\x4B"_b, "\x00\x31"_b, "5"},
+            [](SimulatedKit &kit) { kit.setReplyGap(6, 250); });
+        row("extra record", "A0 B3", {"130", "77", "AB"},
+            [](SimulatedKit &kit) { kit.setReplyExtra('B', "77"); });
+        row("stray bytes reach the next exchange", "G0 H3", {"xyz", "\x24\x6A", "GH"},
+            [](SimulatedKit &kit) { kit.setReplyOverride('G', "xyz"); });
+        // The stalled command is dropped, so that it cannot reach the kit behind later ones.
+        row("stalled write", "G0 resume H3",
+            {"There was an error communicating with the dev kit", "\x24\x6A", "H"},
+            [](SimulatedKit &kit) { kit.setReading(false); });
+        // Power goes with the cable: the measurement started before is gone.
+        row("unplug and plug", "A0 B3 unplug plug B3",
+            {"130", "<disconnected>", "<connected>", "0", "ABB"}, chip(KitFirmware::ChipIdRevC));
+    }
+
+    void faults()
+    {
+        QFETCH(QString, steps);
+        QFETCH(QList<QByteArray>, seen);
+        QFETCH(KitSetup, setup);
+        SimulatedKit kit;
+        QVERIFY(kit.open());
+        setup(kit);
+        SerialController controller(kit.enumerator());
+        QVERIFY(controller.isConnected());
+        ModalCloser closer;
+        QList<QByteArray> trace;
+        connect(&controller, &SerialController::sigDataRead,
+                [&](const QByteArray &data) { trace << data; });
+        connect(&controller, &SerialController::sigDeviceConnected,
+                [&](bool on) { trace << (on ? "<connected>" : "<disconnected>"); });
+        for (const QString &step : steps.split(' ')) {
+            if (step == "unplug")
+                kit.unplug();
+            else if (step == "plug")
+                QVERIFY(kit.plug());
+            else if (step == "resume")
+                kit.setReading(true);
+            else
+                controller.sendData(step.left(1).toLatin1(), 1, step.mid(1).toInt(), ReadNone);
+            controller.isConnected();
+            for (const QString &text : closer.texts())
+                trace << text.toUtf8();
+            closer.clear();
+        }
+        QCOMPARE(trace << kit.commands().join(), seen);
+    }
+};
 
 QTEST_MAIN(TestSimulatedKit)
 #include "tst_simulatedkit.moc"

@@ -3,8 +3,6 @@
 #include <QObject>
 #include <QStringList>
 
-class QTimer;
-
 // Closes modal dialogs from a timer so that a test never hangs on one. Each
 // message box it meets is answered with its default (or first) button and its
 // text is recorded; file dialogs are rejected unless a file name is queued for
@@ -14,7 +12,6 @@ class ModalCloser : public QObject
     Q_OBJECT
 public:
     explicit ModalCloser(QObject *parent = nullptr);
-    ~ModalCloser() override;
 
     QStringList texts() const { return seenTexts; }
     void clear() { seenTexts.clear(); }
@@ -24,7 +21,6 @@ public:
 private:
     void closeModal();
 
-    QTimer *timer = nullptr;
     QStringList seenTexts;
     QStringList fileAnswers;
 };
