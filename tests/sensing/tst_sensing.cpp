@@ -8,13 +8,18 @@
 #include "support/scriptedreplies.h"
 
 #include <QComboBox>
-#include <QSettings>
-#include <QSignalSpy>
 #include <QtTest>
 
 namespace {
 
 constexpr int Tdk = 2;
+
+// Adds a table's columns, their types in order.
+template <typename... Types> void columns(std::initializer_list<const char *> names)
+{
+    auto name = names.begin();
+    (QTest::addColumn<Types>(*name++), ...);
+}
 
 QMap<QString, QString> snapshot()
 {
@@ -68,13 +73,12 @@ private slots:
 
     void installsDefaultsOnce()
     {
-        QSettings s;
         QStringList names;
-        for (int i = 1; i <= s.value("sensing/size").toInt(); ++i)
-            names << s.value(QStringLiteral("sensing/%1/name").arg(i)).toString();
+        for (int i = 0; i < QSettings().value("sensing/size").toInt(); ++i)
+            names << stored(i, "name").toString();
         QCOMPARE(names,
                  (QStringList{"Custom 0", "Custom 1", "TDK PowerHap 2.5G", "MIDE PPA-2014"}));
-        s.setValue("sensing/1/nb_prd_long", "7");
+        QSettings().setValue("sensing/1/nb_prd_long", "7");
         const QMap<QString, QString> before = snapshot();
         SensingController second(kit.serial.get());
         QCOMPARE(snapshot(), before);
@@ -82,12 +86,7 @@ private slots:
 
     void sendsNineteenCommands_data()
     {
-        QTest::addColumn<QString>("channel");
-        QTest::addColumn<QString>("key");
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("command");
-
-        dataRow("amplitude on A", "0", "low_amp_multiplicator", "0.75", "323030004B");
+        columns<QString, QString, QString, QString>({"channel", "key", "text", "command"});
         dataRow("negative vmin on B", "1", "on_vmin", "-10.00", "323140FC18");
         dataRow("count keeps its low 16 bits", "0", "low_freq_feedback", "70000", "3230331170");
         dataRow("real beyond the encoding is clamped", "1", "off_vmax", "400", "32313C7FFF");
@@ -119,15 +118,12 @@ private slots:
     // replies: hex pieces separated by blanks; a "|" stands for a new read command.
     void storesRecords_data()
     {
-        QTest::addColumn<QString>("replies");
-        QTest::addColumn<QString>("changedKey"); // empty: the settings stay as they were
-        QTest::addColumn<double>("value");
-
+        // changedKey empty: the settings stay as they were
+        columns<QString, QString, double>({"replies", "changedKey", "value"});
         dataRow("real into Custom 0", "003A1770", "sensing/1/off_amplitude", 60.0);
-        dataRow("negative real", "003EFC18", "sensing/1/off_vmin", -10.0);
         dataRow("records cut across reads", "003817 70012325 1C", "sensing/2/on_vmax", 95.0);
-        dataRow("stale tail does not join the next read", "003A17 | 003EFC18", "sensing/1/off_vmin",
-                -10.0);
+        dataRow("negative after a stale tail, which joins nothing", "003A17 | 003EFC18",
+                "sensing/1/off_vmin", -10.0);
         dataRow("short tail stores nothing", "003A17", "", 0.0);
         for (const char *code : {"38", "3D", "22", "20", "43"})
             dataRow(code, QStringLiteral("00%10005").arg(code), "", 0.0);
@@ -158,11 +154,7 @@ private slots:
     // Custom 0 is the TDK preset but for one field, which alone may change on the way back.
     void showsStoredValuesWithinRange_data()
     {
-        QTest::addColumn<QString>("key");
-        QTest::addColumn<QVariant>("value");
-        QTest::addColumn<QString>("display");
-        QTest::addColumn<QVariant>("storedAfter");
-
+        columns<QString, QVariant, QString, QVariant>({"key", "value", "display", "storedAfter"});
         dataRow("zero count shows 1", "low_freq_feedback", QVariant(0), "1", QVariant("1"));
         dataRow("real above range", "off_amplitude", QVariant("120"), "95.00", QVariant("95.00"));
         dataRow("float with two decimals is quiet", "on_offset", QVariant(-10.3f), "-10.30",
