@@ -8,7 +8,8 @@ ktr_build
 
 if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ] && [ -z "${QT_QPA_PLATFORM:-}" ]; then
     echo "run.sh: no display is available (DISPLAY and WAYLAND_DISPLAY are unset)." >&2
-    echo "Start it from a desktop session, or under Xvfb: xvfb-run ./run.sh" >&2
+    echo "Start it from a desktop session, or under Xvfb: xvfb-run -s \"-noreset\" ./run.sh" >&2
+    echo "(-noreset keeps the X server up across the program's restarts.)" >&2
     exit 1
 fi
 

@@ -5,6 +5,7 @@
 #include "constants.h"
 #include "link/serialcontroller.h"
 #include "link/wire.h"
+#include "pagescrollarea.h"
 #include "registers/registercontroller.h"
 #include "registers/registerwidget.h"
 #include "sensing/sensingcontroller.h"
@@ -25,6 +26,7 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QSet>
 #include <QSettings>
 #include <QStatusBar>
 #include <QTabWidget>
@@ -38,14 +40,15 @@ const QString FIRST_BOOT_KEY = QStringLiteral("first_boot");
 const QString FIRMWARE_PREFIX = QStringLiteral("Firmware ID: ");
 const QString CHIP_PREFIX = QStringLiteral("Chip ID: ");
 
-const QString POWER_DOWN = QStringLiteral("Power Down");
-const QString POWER_UP = QStringLiteral("Power Up");
-const QString START_OSCILLATOR = QStringLiteral("Start Oscillator on SDO");
-const QString STOP_OSCILLATOR = QStringLiteral("Stop Oscillator on SDO");
-const QString DISABLE_OUTPUT = QStringLiteral("Disable All Output");
-const QString ENABLE_OUTPUT = QStringLiteral("Enable All Output");
-const QString DEACTIVATE_SENSING = QStringLiteral("Deactivate Sensing");
-const QString ACTIVATE_SENSING = QStringLiteral("Activate Sensing");
+// The state buttons' texts carry their mnemonics; each is compared whole.
+const QString POWER_DOWN = QStringLiteral("&Power Down");
+const QString POWER_UP = QStringLiteral("&Power Up");
+const QString START_OSCILLATOR = QStringLiteral("Start &Oscillator on SDO");
+const QString STOP_OSCILLATOR = QStringLiteral("Stop &Oscillator on SDO");
+const QString DISABLE_OUTPUT = QStringLiteral("Disable All O&utput");
+const QString ENABLE_OUTPUT = QStringLiteral("Enable All O&utput");
+const QString DEACTIVATE_SENSING = QStringLiteral("Deactivate &Sensing");
+const QString ACTIVATE_SENSING = QStringLiteral("Activate &Sensing");
 
 const QString GREEN_STYLE = QStringLiteral(
     "QLabel { background-color : #5DFC0A; color : black; padding: 5px 5px 5px 5px; }");
@@ -76,11 +79,45 @@ QLabel *statusLabel(const QString &objectName, QWidget *parent)
     return label;
 }
 
+// Widens a status label, never below its usual width, to the longest of the texts
+// it shows, measured with its own font and each text's style sheet.
+void fitStatusLabel(QLabel *label, const QList<QPair<QString, QString>> &states)
+{
+    const QString text = label->text();
+    const QString style = label->styleSheet();
+    int width = STATUS_LABEL_WIDTH;
+    for (const auto &state : states) {
+        label->setText(state.first);
+        label->setStyleSheet(state.second);
+        width = qMax(width, label->sizeHint().width());
+    }
+    label->setText(text);
+    label->setStyleSheet(style);
+    label->setFixedWidth(width);
+}
+
 QPushButton *button(const QString &text, const QString &objectName, QWidget *parent)
 {
     auto *pushButton = new QPushButton(text, parent);
     pushButton->setObjectName(objectName);
     return pushButton;
+}
+
+// A revision value as the chip message shows it: its letter, or the stored number
+// when that names no revision.
+QString revisionText(int revision)
+{
+    if (revision == CHIPID_REV_B || revision == CHIPID_REV_C)
+        return QChar(revision);
+    return QStringLiteral("unknown (%1)").arg(revision);
+}
+
+// Chips of unknown identifier already announced in this run: each is announced
+// once, however often the kit comes back or the program restarts for it.
+QSet<quint16> &announcedUnknownChips()
+{
+    static QSet<quint16> announced;
+    return announced;
 }
 
 void showWarning(const QString &text)
@@ -137,15 +174,17 @@ void MainWindow::createMenus(QVBoxLayout *layout)
     menus->setObjectName(QStringLiteral("menuBar"));
     QMenu *fileMenu = menus->addMenu(QStringLiteral("&File"));
     fileMenu->setObjectName(QStringLiteral("fileMenu"));
-    openAction = fileMenu->addAction(QStringLiteral("Open"));
+    openAction = fileMenu->addAction(QStringLiteral("&Open"));
     openAction->setObjectName(QStringLiteral("openAction"));
-    saveAction = fileMenu->addAction(QStringLiteral("Save"));
+    openAction->setShortcut(QKeySequence::Open);
+    saveAction = fileMenu->addAction(QStringLiteral("&Save"));
     saveAction->setObjectName(QStringLiteral("saveAction"));
-    exitAction = fileMenu->addAction(QStringLiteral("Exit"));
+    saveAction->setShortcut(QKeySequence::Save);
+    exitAction = fileMenu->addAction(QStringLiteral("E&xit"));
     exitAction->setObjectName(QStringLiteral("exitAction"));
     QMenu *helpMenu = menus->addMenu(QStringLiteral("&Help"));
     helpMenu->setObjectName(QStringLiteral("helpMenu"));
-    aboutAction = helpMenu->addAction(QStringLiteral("About"));
+    aboutAction = helpMenu->addAction(QStringLiteral("&About"));
     aboutAction->setObjectName(QStringLiteral("aboutAction"));
     layout->setMenuBar(menus);
 }
@@ -162,13 +201,13 @@ QVBoxLayout *MainWindow::createControlColumn()
     chipLabel->setObjectName(QStringLiteral("chipLabel"));
     column->addWidget(chipLabel);
 
-    loadFromDeviceButton =
-        button(QStringLiteral("Load from Device"), QStringLiteral("loadFromDeviceButton"), nullptr);
+    loadFromDeviceButton = button(QStringLiteral("&Load from Device"),
+                                  QStringLiteral("loadFromDeviceButton"), nullptr);
     column->addWidget(loadFromDeviceButton);
     sendToDeviceButton =
-        button(QStringLiteral("Send to Device"), QStringLiteral("sendToDeviceButton"), nullptr);
+        button(QStringLiteral("Send to &Device"), QStringLiteral("sendToDeviceButton"), nullptr);
     column->addWidget(sendToDeviceButton);
-    sendAndSaveButton = button(QStringLiteral("Send to Device && Save to EEPROM"),
+    sendAndSaveButton = button(QStringLiteral("Send to Device && Save to &EEPROM"),
                                QStringLiteral("sendAndSaveButton"), nullptr);
     column->addWidget(sendAndSaveButton);
     column->addStretch();
@@ -205,16 +244,16 @@ QTabWidget *MainWindow::createTabs()
 
     audioPage = new AudioWidget(nullptr);
     audioPage->setObjectName(QStringLiteral("audioWidget"));
-    tabWidget->addTab(audioPage, QStringLiteral("Audio"));
+    tabWidget->addTab(new PageScrollArea(audioPage), QStringLiteral("Audio"));
     registerPage = new RegisterWidget(nullptr);
     registerPage->setObjectName(QStringLiteral("registerWidget"));
-    tabWidget->addTab(registerPage, QStringLiteral("Register Config"));
+    tabWidget->addTab(new PageScrollArea(registerPage), QStringLiteral("Register Config"));
     sensingPage = new SensingWidget(nullptr);
     sensingPage->setObjectName(QStringLiteral("sensingWidget"));
-    tabWidget->addTab(sensingPage, QStringLiteral("Sensing Config"));
+    tabWidget->addTab(new PageScrollArea(sensingPage), QStringLiteral("Sensing Config"));
     calibratorPage = new ThresholdCalibratorWidget(nullptr);
     calibratorPage->setObjectName(QStringLiteral("thresholdCalibratorWidget"));
-    tabWidget->addTab(calibratorPage, QStringLiteral("Force Measurement"));
+    tabWidget->addTab(new PageScrollArea(calibratorPage), QStringLiteral("Force Measurement"));
     return tabWidget;
 }
 
@@ -244,6 +283,14 @@ void MainWindow::createStatusBar()
     markNotSaved();
     syncLabel->setText(QStringLiteral("Pending Changes"));
     syncLabel->setStyleSheet(YELLOW_STYLE);
+
+    fitStatusLabel(saveLabel, {{QStringLiteral("Not Saved"), YELLOW_STYLE},
+                               {QStringLiteral("Saved"), GREEN_STYLE}});
+    fitStatusLabel(syncLabel, {{QStringLiteral("Pending Changes"), YELLOW_STYLE},
+                               {QStringLiteral("Up To Date"), GREEN_STYLE}});
+    fitStatusLabel(connectionLabel, {{QStringLiteral("Connected"), GREEN_STYLE},
+                                     {QStringLiteral("Not Connected"), RED_STYLE},
+                                     {QStringLiteral("Not Connected"), START_STYLE}});
 }
 
 void MainWindow::connectUi()
@@ -251,6 +298,7 @@ void MainWindow::connectUi()
     // Runs after onDeviceConnected, so the whole connection sequence happens while
     // the controls are still disabled.
     connect(serial, &SerialController::sigDeviceConnected, this, &MainWindow::setControlsEnabled);
+    connect(serial, &SerialController::sigExchangeFailed, this, &MainWindow::countLinkFault);
 
     connect(registerPage, &RegisterWidget::sigSendRegister, registers,
             &RegisterController::sendRegister);
@@ -318,6 +366,7 @@ void MainWindow::setControlsEnabled(bool enabled)
 void MainWindow::onDeviceConnected(bool connected)
 {
     if (!connected) {
+        countLinkFault();
         audioPage->stopPlayback();
         connectionLabel->setText(QStringLiteral("Not Connected"));
         connectionLabel->setStyleSheet(RED_STYLE);
@@ -374,9 +423,24 @@ void MainWindow::setChipId(QByteArray data)
     const int stored = QSettings().value(CHIPID_KEY, 0).toInt();
     if (quint16(revision) == quint16(stored))
         return;
-    showWarning(QStringLiteral("Chip ID revision has changed\nCurrent Revision: ") +
-                QChar(quint16(revision)) + QStringLiteral("\nPrevious Revision: ") +
-                QChar(quint16(stored)));
+    // An unknown chip is worked with through the map of revision C.
+    const bool unknown = revision == 0;
+    const bool announce = !unknown || !announcedUnknownChips().contains(id);
+    if (unknown) {
+        announcedUnknownChips().insert(id);
+        if (quint16(stored) == CHIPID_REV_C) {
+            if (announce)
+                showWarning(QStringLiteral("Chip ID %1 is not known\nThe register map of "
+                                           "revision C is used.")
+                                .arg(text));
+            return;
+        }
+    }
+    if (announce)
+        showWarning(QStringLiteral("Chip ID revision has changed\nCurrent Revision: ") +
+                    (unknown ? QStringLiteral("unknown (%1), worked with as C").arg(text)
+                             : revisionText(revision)) +
+                    QStringLiteral("\nPrevious Revision: ") + revisionText(stored));
     QCoreApplication::exit(revision == CHIPID_REV_B ? EXIT_CODE_RESTART_REV_B
                                                     : EXIT_CODE_RESTART_REV_C);
 }
@@ -422,11 +486,21 @@ void MainWindow::showAbout()
 
 void MainWindow::saveSettingsFile()
 {
-    const QString fileName = QFileDialog::getSaveFileName(
-        this, tr("Save Settings"), QDir::currentPath(), tr("INI File (*.ini)"));
+    // The dialog adds ".ini" to a name typed without a suffix before it asks about
+    // replacing a file, so that the Open dialog's filter shows the copy later.
+    QFileDialog dialog(this, tr("Save Settings"), QDir::currentPath(), tr("INI File (*.ini)"));
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setDefaultSuffix(QStringLiteral("ini"));
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
+        return;
+    const QString fileName = withIniSuffix(dialog.selectedFiles().constFirst());
     if (fileName.isEmpty())
         return;
-    saveSettingsTo(fileName);
+    QString error;
+    if (!saveSettingsTo(fileName, &error))
+        QMessageBox::warning(this, tr("Save Settings"),
+                             tr("The session was not saved to %1:\n%2")
+                                 .arg(QDir::toNativeSeparators(fileName), error));
 }
 
 void MainWindow::openSettingsFile()
@@ -436,46 +510,70 @@ void MainWindow::openSettingsFile()
                                      QStringLiteral("INI Files (*.ini)"));
     if (fileName.isEmpty())
         return;
-    loadSettingsFrom(fileName);
+    QString error;
+    if (!loadSettingsFrom(fileName, &error)) {
+        QMessageBox::warning(this, QStringLiteral("Open Settings"),
+                             tr("The session was not opened from %1:\n%2\n"
+                                "The current session is kept.")
+                                 .arg(QDir::toNativeSeparators(fileName), error));
+        return;
+    }
     QCoreApplication::exit(EXIT_CODE_RESTART);
 }
 
+// A load that lost the kit on the way read only part of it: the labels stay.
 void MainWindow::loadFromDevice()
 {
     setCursor(Qt::WaitCursor);
+    const int faults = linkFaults;
     sensing->readSettings();
     audioSettings->read();
     registerPage->readAll();
-    if (serial->isConnected())
+    if (serial->isConnected() && linkFaults == faults)
         markUpToDate();
     setCursor(Qt::ArrowCursor);
+}
+
+bool MainWindow::sendEverything()
+{
+    const int faults = linkFaults;
+    deactivateSensing();
+    sensingPage->send();
+    audioSettings->send();
+    const bool registersSent = registerPage->sendAll();
+    if (!serial->isConnected())
+        return false;
+    const bool whole = registersSent && linkFaults == faults;
+    if (whole)
+        markUpToDate();
+    activateSensing();
+    return whole;
 }
 
 void MainWindow::sendToDevice()
 {
     setCursor(Qt::WaitCursor);
-    deactivateSensing();
-    sensingPage->send();
-    audioSettings->send();
-    registerPage->sendAll();
-    if (serial->isConnected()) {
-        markUpToDate();
-        activateSensing();
-    }
+    sendEverything();
     setCursor(Qt::ArrowCursor);
 }
 
+// The kit keeps what did go out; only a whole send counts as up to date and saved.
 void MainWindow::sendAndSave()
 {
-    sendToDevice();
+    setCursor(Qt::WaitCursor);
+    const bool sent = sendEverything();
+    setCursor(Qt::ArrowCursor);
     deactivateSensing();
     setCursor(Qt::WaitCursor);
+    const int faults = linkFaults;
     sensing->saveSettings();
     audioSettings->save();
     registers->saveRegisters();
     if (serial->isConnected()) {
-        markUpToDate();
-        markSaved();
+        if (sent && linkFaults == faults) {
+            markUpToDate();
+            markSaved();
+        }
         activateSensing();
     }
     setCursor(Qt::ArrowCursor);

@@ -81,6 +81,9 @@ private:
     QTabWidget *createTabs();
     void createStatusBar();
     void connectUi();
+    // Sends everything to the kit; true when all of it went out over one unbroken link.
+    bool sendEverything();
+    void countLinkFault() { ++linkFaults; }
 
     SerialController *serial = nullptr;
     RegisterController *registers = nullptr;
@@ -115,4 +118,8 @@ private:
     QLabel *connectionLabel = nullptr;
     QLabel *channelALabel = nullptr;
     QLabel *channelBLabel = nullptr;
+
+    // Failed writes and losses of the kit so far; a transfer during which this
+    // grows did not reach the kit whole.
+    int linkFaults = 0;
 };

@@ -2,9 +2,11 @@
 
 #include "settingsfile.h"
 
+#include <QDir>
 #include <QFileDialog>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -21,11 +23,11 @@ void SettingDialog::createUi()
     layout->addWidget(question);
 
     auto *buttons = new QHBoxLayout;
-    auto *restoreButton = new QPushButton(QStringLiteral("Restore Last Session"), this);
+    auto *restoreButton = new QPushButton(QStringLiteral("&Restore Last Session"), this);
     restoreButton->setObjectName(QStringLiteral("restoreButton"));
-    auto *loadButton = new QPushButton(QStringLiteral("Load File"), this);
+    auto *loadButton = new QPushButton(QStringLiteral("&Load File"), this);
     loadButton->setObjectName(QStringLiteral("loadButton"));
-    auto *newButton = new QPushButton(QStringLiteral("Start a New Session"), this);
+    auto *newButton = new QPushButton(QStringLiteral("Start a &New Session"), this);
     newButton->setObjectName(QStringLiteral("newButton"));
     buttons->addWidget(restoreButton);
     buttons->addWidget(loadButton);
@@ -46,8 +48,12 @@ void SettingDialog::loadFile()
 {
     const QString fileName = QFileDialog::getOpenFileName(
         this, QStringLiteral("Open Settings"), QString(), QStringLiteral("INI Files (*.ini)"));
-    if (!fileName.isEmpty())
-        loadSettingsFrom(fileName);
+    QString error;
+    if (!fileName.isEmpty() && !loadSettingsFrom(fileName, &error))
+        QMessageBox::warning(this, QStringLiteral("Open Settings"),
+                             QStringLiteral("The settings were not loaded from %1:\n%2\n"
+                                            "The last session is kept.")
+                                 .arg(QDir::toNativeSeparators(fileName), error));
     done(1);
 }
 

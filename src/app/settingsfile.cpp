@@ -1,36 +1,76 @@
 #include "settingsfile.h"
 
+#include "app/constants.h"
+#include "audiosettings/audiosettingskeys.h"
+#include "registers/registerkeys.h"
+#include "sensing/sensingsettings.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
 #include <QSettings>
 
-bool replaceWithCopy(const QString &source, const QString &target)
+namespace {
+
+bool fail(QString *error, const QString &reason)
+{
+    if (error)
+        *error = reason;
+    return false;
+}
+
+} // namespace
+
+bool replaceWithCopy(const QString &source, const QString &target, QString *error)
 {
     QFile in(source);
     if (!in.open(QIODevice::ReadOnly))
-        return false;
+        return fail(error, in.errorString());
     const QByteArray content = in.readAll();
     if (in.error() != QFileDevice::NoError)
-        return false;
+        return fail(error, in.errorString());
 
     // A settings folder that was never written to does not exist yet.
     QDir().mkpath(QFileInfo(target).absolutePath());
     QSaveFile out(target);
     if (!out.open(QIODevice::WriteOnly))
-        return false;
+        return fail(error, out.errorString());
     if (out.write(content) != content.size()) {
+        const QString reason = out.errorString();
         out.cancelWriting();
-        return false;
+        return fail(error, reason);
     }
-    return out.commit();
+    if (!out.commit())
+        return fail(error, out.errorString());
+    return true;
 }
 
-bool loadSettingsFrom(const QString &source)
+bool isSessionFile(const QString &path, QString *error)
 {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return fail(error, file.errorString());
+    file.close();
+    const QSettings session(path, QSettings::IniFormat);
+    if (session.status() != QSettings::NoError)
+        return fail(error, QStringLiteral("It does not read as an INI file."));
+    const QStringList groups = session.childGroups();
+    for (const QString &group : {CHANNELS_KEY, SensingArrayKey, AudioPlaybackGroup}) {
+        if (groups.contains(group))
+            return true;
+    }
+    if (session.childKeys().contains(CHIPID_KEY))
+        return true;
+    return fail(error, QStringLiteral("It holds no settings of %1.").arg(APP_NAME));
+}
+
+bool loadSettingsFrom(const QString &source, QString *error)
+{
+    if (!isSessionFile(source, error))
+        return false;
     QSettings settings;
-    const bool replaced = replaceWithCopy(source, settings.fileName());
+    const bool replaced = replaceWithCopy(source, settings.fileName(), error);
     settings.sync();
     return replaced;
 }
@@ -42,7 +82,15 @@ void removeSettingsFile()
     settings.sync();
 }
 
-bool saveSettingsTo(const QString &target)
+bool saveSettingsTo(const QString &target, QString *error)
 {
-    return replaceWithCopy(QSettings().fileName(), target);
+    return replaceWithCopy(QSettings().fileName(), target, error);
+}
+
+QString withIniSuffix(const QString &fileName)
+{
+    if (fileName.isEmpty() || !QFileInfo(fileName).suffix().isEmpty())
+        return fileName;
+    return fileName +
+           (fileName.endsWith(QLatin1Char('.')) ? QStringLiteral("ini") : QStringLiteral(".ini"));
 }

@@ -130,6 +130,7 @@ void SerialController::sendData(QByteArray data, int count, int read_data_count,
                         QStringLiteral("There was an error communicating with the dev kit"),
                         QMessageBox::Ok);
         box.exec();
+        emit sigExchangeFailed();
         if (timer)
             timer->start();
         return;

@@ -29,6 +29,8 @@ signals:
     void sigDeviceConnected(bool connected);
     // One read of a reply; count is the command's read_data_count, not data's size.
     void sigDataRead(QByteArray data, int count, ReadType read_type);
+    // A command did not reach the kit; the user has been told.
+    void sigExchangeFailed();
 
 public slots:
     void startTimer();

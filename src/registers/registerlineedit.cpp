@@ -1,6 +1,7 @@
 #include "registerlineedit.h"
 
 #include "link/registerstore.h"
+#include "registers/registermodel.h"
 
 #include <QRegExp>
 #include <QRegExpValidator>
@@ -24,7 +25,8 @@ RegisterLineEdit::RegisterLineEdit(int base, Field *field, QWidget *parent)
     showValue();
     setValidatorType();
     if (field)
-        setToolTip(toolTipFor(*field));
+        baseToolTip = toolTipFor(*field);
+    setToolTip(baseToolTip);
     setEnabled(true);
     connect(this, &QLineEdit::textEdited, this, &RegisterLineEdit::updateRegister);
     connect(this, &QLineEdit::textChanged, this, &RegisterLineEdit::updateValidity);
@@ -62,6 +64,7 @@ void RegisterLineEdit::setField(int base, Field *field)
     register_field = field;
     setValidatorType();
     showValue();
+    refreshMark();
 }
 
 int RegisterLineEdit::getValue()
@@ -106,22 +109,54 @@ void RegisterLineEdit::updateRegister(QString text)
 
 void RegisterLineEdit::updateValidity()
 {
-    if (!register_field) {
-        setProperty("valid", true);
-        setStyleSheet(QString());
-        return;
-    }
     const int value = getValue();
-    if (value <= register_field->max && value >= register_field->min) {
+    if (!register_field || (value <= register_field->max && value >= register_field->min)) {
         setProperty("valid", true);
-        setStyleSheet(QString());
+        rangeStyle.clear();
     } else if (property("edit").toBool()) {
         setProperty("valid", false);
-        setStyleSheet(RedStyle);
+        rangeStyle = RedStyle;
     } else {
         setProperty("valid", true);
-        setStyleSheet(OrangeStyle);
+        rangeStyle = OrangeStyle;
     }
+    refreshMark();
+}
+
+QString RegisterLineEdit::sendProblem()
+{
+    if (!register_field)
+        return rowProblem;
+    const int length = register_field->length;
+    if (length < 1 || length > RegisterDataBits)
+        return QStringLiteral("Its length of %1 bits is not between 1 and %2.")
+            .arg(length)
+            .arg(RegisterDataBits);
+    const quint32 value = quint32(qMax(getValue(), 0));
+    if (value >> length)
+        return QStringLiteral("The value 0x%1 does not fit in its %2 bits.")
+            .arg(QString::number(value, 16).toUpper())
+            .arg(length);
+    return rowProblem;
+}
+
+void RegisterLineEdit::setRowProblem(const QString &problem)
+{
+    rowProblem = problem;
+    refreshMark();
+}
+
+void RegisterLineEdit::refreshMark()
+{
+    const QString problem = sendProblem();
+    if (problem.isEmpty()) {
+        setStyleSheet(rangeStyle);
+        setToolTip(baseToolTip);
+        return;
+    }
+    setStyleSheet(property("edit").toBool() ? RedStyle : OrangeStyle);
+    setToolTip(baseToolTip + QStringLiteral("<p><b>Not sendable:</b> ") + problem.toHtmlEscaped() +
+               QStringLiteral("</p>"));
 }
 
 void RegisterLineEdit::focusInEvent(QFocusEvent *event)

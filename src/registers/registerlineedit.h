@@ -24,6 +24,13 @@ public:
 
     static QString toolTipFor(const Field &field);
 
+    // Why the register cannot be sent as the editor shows it, or empty: a value or a
+    // length that does not fit, or the problem the owner found with the whole row.
+    QString sendProblem();
+    // The owner's finding on the editor's row (empty when the row is fine); the
+    // editor marks itself with it and names it in its tool tip.
+    void setRowProblem(const QString &problem);
+
 signals:
     void registerFocusChanged(const Field *register_field);
     void registerUpdated(const Field *register_field);
@@ -45,7 +52,13 @@ private slots:
 
 private:
     void showValue();
+    // Red (orange when read-only) with the reason in the tool tip while the entry
+    // cannot be sent; otherwise the colour of the range check.
+    void refreshMark();
 
     Field *register_field = nullptr;
     int base = 2;
+    QString baseToolTip;
+    QString rangeStyle;
+    QString rowProblem;
 };

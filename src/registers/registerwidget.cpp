@@ -99,7 +99,7 @@ void RegisterWidget::buildUi()
         name->setObjectName(QStringLiteral("registerName_%1").arg(rowIndex));
         grid->addWidget(name, rowIndex + 1, 0, 1, 4);
 
-        int pos = 0;
+        int column = 0;
         for (int j = 0; j < reg->fields.size(); ++j) {
             Field *field = &reg->fields[j];
             auto *editor = new RegisterLineEdit(getBase(), field, this);
@@ -109,13 +109,17 @@ void RegisterWidget::buildUi()
             editor->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
             connectEditor(editor);
             rows[rowIndex].append(editor);
-            // A map edited by hand may not add up to twelve bits; keep its editors
-            // inside the data columns rather than over the Send button.
-            const int column = qMin(pos, RegisterDataBits - 1);
-            const int span = qBound(1, int(field->length), RegisterDataBits - column);
-            grid->addWidget(editor, rowIndex + 1, FirstFieldColumn + column, 1, span);
-            pos += field->length;
+            // A map edited by hand may not add up to twelve bits: each editor still
+            // keeps columns of its own, inside the data columns, so that none lies
+            // over a neighbour or the Send button.
+            const int fieldsAfter = int(reg->fields.size()) - j - 1;
+            const int span =
+                qBound(1, int(field->length), qMax(1, RegisterDataBits - column - fieldsAfter));
+            grid->addWidget(editor, rowIndex + 1,
+                            FirstFieldColumn + qMin(column, RegisterDataBits - 1), 1, span);
+            column += span;
         }
+        markRow(rowIndex);
 
         if (reg->editable) {
             auto *send = new QPushButton(QStringLiteral("Send"), this);
@@ -209,7 +213,36 @@ void RegisterWidget::updateFields(int index)
             else if (editor->property(EditProperty).toBool())
                 editor->setEnabled(true);
         }
+        markRow(i);
     }
+}
+
+QString RegisterWidget::rowProblem(int index) const
+{
+    const int channel = channelBox->currentIndex();
+    const QString channelName = channelBox->currentText();
+    const Register *reg = findRegister(quint16(channel), rowAddresses.at(index));
+    if (!rowIsComplete(index))
+        return QStringLiteral("Channel %1 has %2 at address %3: this register is not sent "
+                              "on that channel.")
+            .arg(channelName, reg ? QStringLiteral("other fields") : QStringLiteral("no register"))
+            .arg(rowAddresses.at(index));
+    int bits = 0;
+    for (const Field &field : reg->fields)
+        bits += field.length;
+    if (bits > RegisterDataBits)
+        return QStringLiteral("Its fields take %1 bits, more than the %2 of a register.")
+            .arg(bits)
+            .arg(RegisterDataBits);
+    return QString();
+}
+
+void RegisterWidget::markRow(int index)
+{
+    const QString problem = rowProblem(index);
+    const QList<QLineEdit *> &row = rows.at(index);
+    for (int j = 1; j < row.size(); ++j)
+        static_cast<RegisterLineEdit *>(row.at(j))->setRowProblem(problem);
 }
 
 void RegisterWidget::updateRightPanel(const Field *new_field)
@@ -224,8 +257,12 @@ void RegisterWidget::updateRightPanel(const Field *new_field)
     descriptionValue->setText(new_field->description);
 }
 
-bool RegisterWidget::rowIsComplete(const QList<QLineEdit *> &row) const
+bool RegisterWidget::rowIsComplete(int index) const
 {
+    const Register *reg = findRegister(quint16(channelBox->currentIndex()), rowAddresses.at(index));
+    const QList<QLineEdit *> &row = rows.at(index);
+    if (!reg || reg->fields.size() != row.size() - 1)
+        return false;
     for (int j = 1; j < row.size(); ++j) {
         if (!static_cast<RegisterLineEdit *>(row.at(j))->field())
             return false;
@@ -259,7 +296,7 @@ void RegisterWidget::setRegisterToSend()
         return;
     const QList<QLineEdit *> &row = rows.at(index);
     // A register the selected channel does not have cannot be written from it.
-    if (!rowIsComplete(row))
+    if (!rowIsComplete(index))
         return;
     if (!rowFits(row)) {
         showSendFail();
@@ -283,7 +320,8 @@ void RegisterWidget::readAll()
 
 bool RegisterWidget::channelReadyToSend()
 {
-    for (const QList<QLineEdit *> &row : qAsConst(rows)) {
+    for (int index = 0; index < rows.size(); ++index) {
+        const QList<QLineEdit *> &row = rows.at(index);
         bool editable = false;
         for (QLineEdit *element : row) {
             editable = editable || element->property(EditProperty).toBool();
@@ -294,7 +332,7 @@ bool RegisterWidget::channelReadyToSend()
                 return false;
         }
         // An entry wider than its field would spill into its neighbours when packed.
-        if (editable && rowIsComplete(row) && !rowFits(row))
+        if (editable && rowIsComplete(index) && !rowFits(row))
             return false;
     }
     return true;
@@ -306,30 +344,54 @@ void RegisterWidget::showSendFail()
     box.exec();
 }
 
-void RegisterWidget::sendAll()
+bool RegisterWidget::sendAll()
 {
     const int remembered = channelBox->currentIndex();
     for (int channel = 0; channel < 2; ++channel) {
         channelBox->setCurrentIndex(channel);
         if (!channelReadyToSend()) {
             showSendFail();
-            return;
+            return false;
         }
     }
     channelBox->setCurrentIndex(remembered);
 
+    bool whole = true;
+    QStringList skipped; // per channel, the rows its map cannot fill
     for (int channel = 0; channel < 2; ++channel) {
         channelBox->setCurrentIndex(channel);
+        QStringList names;
         for (int gridRow = 1; gridRow <= rows.size(); ++gridRow) {
             QLayoutItem *item = grid->itemAtPosition(gridRow, SendColumn);
             auto *send = qobject_cast<QPushButton *>(item ? item->widget() : nullptr);
             if (!send)
                 continue;
+            if (!rowIsComplete(gridRow - 1)) {
+                const Register *reg = findRegister(0, rowAddresses.at(gridRow - 1));
+                names << QStringLiteral("%1 (address %2)")
+                             .arg(reg ? reg->name : QString())
+                             .arg(rowAddresses.at(gridRow - 1));
+                continue;
+            }
+            whole = whole && send->isEnabled();
             send->click();
             QThread::msleep(1);
         }
+        if (!names.isEmpty())
+            skipped << QStringLiteral("Channel %1: %2")
+                           .arg(channelBox->currentText(), names.join(QStringLiteral(", ")));
     }
     channelBox->setCurrentIndex(remembered);
+    if (!skipped.isEmpty()) {
+        QMessageBox box(QMessageBox::Warning, QString(),
+                        QStringLiteral("These registers were not sent: their channel's map "
+                                       "lacks them or some of their fields.\n") +
+                            skipped.join(QLatin1Char('\n')),
+                        QMessageBox::Ok, this);
+        box.exec();
+        whole = false;
+    }
+    return whole;
 }
 
 void RegisterWidget::setEnabled(bool enabled)

@@ -35,7 +35,8 @@ public slots:
     void setEnabled(bool enabled);
     void setRegisterToSend();
     void readAll();
-    void sendAll();
+    // True when every editable shown register of both channels went out.
+    bool sendAll();
 
 private slots:
     void updateRightPanel(const Field *new_field);
@@ -46,7 +47,10 @@ private:
     void buildUi();
     void addRegisterRow(int gridRow, int rowIndex, quint16 address);
     void connectEditor(RegisterLineEdit *editor);
-    bool rowIsComplete(const QList<QLineEdit *> &row) const;
+    // The selected channel has the row's register, with as many fields as the row.
+    bool rowIsComplete(int index) const;
+    QString rowProblem(int index) const;
+    void markRow(int index);
     bool rowFits(const QList<QLineEdit *> &row) const;
     bool channelReadyToSend();
     void showSendFail();

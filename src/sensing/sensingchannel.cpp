@@ -209,9 +209,15 @@ void SensingChannel::send()
     QSettings settings;
     settings.beginReadArray(SensingArrayKey);
     settings.setArrayIndex(selector->currentIndex());
+    // What goes out is what the panel shows: a stored value that the field shows
+    // otherwise (beyond its range, or with more decimals) is sent as shown.
+    const QVector<SensingParameter> &parameters = sensingParameters();
     QStringList t;
-    for (const SensingParameter *parameter : sensingParametersInWireOrder())
-        t.append(settings.value(parameter->key).toString());
+    for (const SensingParameter *parameter : sensingParametersInWireOrder()) {
+        const QVariant stored = settings.value(parameter->key);
+        const int field = int(parameter - parameters.constData());
+        t.append(differs(field, stored) ? fieldText(field) : stored.toString());
+    }
     settings.endArray();
     emit sigSend(QString::number(channel, 10), t[0], t[1], t[2], t[3], t[4], t[5], t[6], t[7], t[8],
                  t[9], t[10], t[11], t[12], t[13], t[14], t[15], t[16], t[17], t[18]);

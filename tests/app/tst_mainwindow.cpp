@@ -1,14 +1,23 @@
 #include "app/constants.h"
 #include "app/mainwindow.h"
 #include "kitfirmware.h"
+#include "link/serialcontroller.h"
 #include "ptykitpeer.h"
+#include "registers/registerwidget.h"
+#include "support/datarow.h"
 #include "support/modalcloser.h"
 #include "support/testsettings.h"
 
 #include <QAction>
+#include <QLabel>
+#include <QMenuBar>
 #include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QStatusBar>
 #include <QTabWidget>
 #include <QtTest>
+#include <thread>
 
 namespace {
 
@@ -55,12 +64,47 @@ QString tokens(const PtyKitPeer &peer)
     return tokens.join(' ');
 }
 
-// The text of a widget, and "|" and its style sheet if it has one.
+// The text of a widget as it reads (without mnemonic markers), and "|" and its
+// style sheet if it has one.
 QString look(const MainWindow &window, const QString &name)
 {
     const QWidget *widget = window.findChild<QWidget *>(name);
     const QString style = widget->styleSheet();
-    return widget->property("text").toString() + (style.isEmpty() ? "" : "|" + style);
+    QString text = widget->property("text").toString();
+    if (qobject_cast<const QAbstractButton *>(widget))
+        text.remove(QRegularExpression("&(?=[^&])"));
+    return text + (style.isEmpty() ? "" : "|" + style);
+}
+
+QList<PortCandidate> noPorts()
+{
+    return {};
+}
+
+void writeFile(const QString &name, const QByteArray &content)
+{
+    QFile file(name);
+    QDir().mkpath(QFileInfo(name).path());
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
+}
+
+// Makes the kit answer as its firmware does, with that chip and firmware identifier.
+void serveFirmware(PtyKitPeer &kit, quint16 chip, const QByteArray &firmwareId)
+{
+    auto firmware = std::make_shared<KitFirmware>(chip, firmwareId);
+    kit.setHandler([firmware](const QByteArray &chunk) {
+        QList<PtyKitPeer::ReplyPiece> replies;
+        for (const KitFirmware::Exchange &exchange : firmware->feed(chunk))
+            replies.append({exchange.reply, 0});
+        return replies;
+    });
+}
+
+// Runs the event loop until the window has connected and enabled its controls.
+int runUntilConnected(const MainWindow &window)
+{
+    QWidget *load = window.findChild<QWidget *>("loadFromDeviceButton");
+    return runLoop(10000, [load] { return load->isEnabled(); });
 }
 
 } // namespace
@@ -74,13 +118,32 @@ class TestMainWindow : public QObject
 
 private slots:
     void initTestCase() { QApplication::setQuitOnLastWindowClosed(false); }
-    void init() { settings.reset(); }
+    void init()
+    {
+        QDir(settings.fileName()).removeRecursively(); // left by a row that broke it
+        settings.reset();
+    }
     void calls_data();
     void calls();
     void connection_data();
     void connection();
+    void statusLabelsHoldTheirTexts_data();
+    void statusLabelsHoldTheirTexts();
+    void aboutEndsSentencesOnce();
+    void sessionFiles_data();
+    void sessionFiles();
+    void partialTransfersLeavePending_data();
+    void partialTransfersLeavePending();
+    void unknownChipIsAnnouncedOnce();
+    void keyboardReachesFilesAndButtons();
+    void pagesScrollInASmallWindow();
 
 private:
+    void writeSession(const QByteArray &keys)
+    {
+        writeFile(settings.fileName(), "[General]\n" + keys);
+    }
+
     TestSettings settings;
 };
 
@@ -122,7 +185,11 @@ void TestMainWindow::calls()
     auto *tabs = window.findChild<QTabWidget *>("tabWidget");
     QStringList pages;
     for (int i = 0; i < tabs->count(); ++i)
-        pages << tabs->tabText(i) + "=" + tabs->widget(i)->metaObject()->className();
+        pages << tabs->tabText(i) + "=" +
+                     qobject_cast<QScrollArea *>(tabs->widget(i))
+                         ->widget()
+                         ->metaObject()
+                         ->className();
     QCOMPARE(pages, QStringList({"Audio=AudioWidget", "Register Config=RegisterWidget",
                                  "Sensing Config=SensingWidget",
                                  "Force Measurement=ThresholdCalibratorWidget"}));
@@ -168,8 +235,9 @@ void TestMainWindow::connection_data()
         {id, chipB, "= H", idle});
     row("revision C on a revision B session", revB, EXIT_CODE_RESTART_REV_C, changed.arg("C", "B"),
         {id, chipC, "= H", idle});
-    row("unknown chip restarts as revision C", revC, EXIT_CODE_RESTART_REV_C,
-        changed.arg(QChar(0)).arg("C"), {id, "Chip ID: 0x12AB", "= H", idle});
+    row("unknown chip works as revision C", revC, NoExit,
+        "Chip ID 0x12AB is not known\nThe register map of revision C is used.",
+        {id, "Chip ID: 0x12AB", "= H", idle});
     // What the buttons send once connected, and what they show after.
     auto press = [&](const char *name, const QStringList &presses, const char *tokens,
                      const QString &texts) {
@@ -192,22 +260,14 @@ void TestMainWindow::connection()
     QFETCH(QStringList, shown);
     QFETCH(QStringList, presses);
 
-    QFile file(settings.fileName());
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("[General]\n" + session) && file.flush());
+    writeSession(session);
     PtyKitPeer kit;
-    auto firmware = std::make_shared<KitFirmware>(shown[1].section(' ', 2, 2).toUInt(nullptr, 0),
-                                                  shown[0].section(' ', 2).toLatin1());
-    kit.setHandler([firmware](const QByteArray &chunk) {
-        QList<PtyKitPeer::ReplyPiece> replies;
-        for (const KitFirmware::Exchange &exchange : firmware->feed(chunk))
-            replies.append({exchange.reply, 0});
-        return replies;
-    });
+    serveFirmware(kit, quint16(shown[1].section(' ', 2, 2).toUInt(nullptr, 0)),
+                  shown[0].section(' ', 2).toLatin1());
     QVERIFY(kit.open());
     MainWindow window(kit.enumerator());
     ModalCloser closer;
-    QWidget *load = window.findChild<QWidget *>("loadFromDeviceButton");
-    QCOMPARE(runLoop(10000, [load] { return load->isEnabled(); }), exitCode);
+    QCOMPARE(runUntilConnected(window), exitCode);
     for (const QString &press : qAsConst(presses))
         window.findChild<QPushButton *>(press)->click();
     // The last commands may stand yet in the line. Of the sync and save labels, only texts.
@@ -221,6 +281,273 @@ void TestMainWindow::connection()
     QCOMPARE(window.cursor().shape(), Qt::ArrowCursor);
     QTimer::singleShot(0, window.findChild<QAction *>("exitAction"), &QAction::trigger);
     QCOMPARE(runLoop(300, [] { return false; }), 0);
+}
+
+// Each status label is as wide as the longest text it shows, in the font in use.
+void TestMainWindow::statusLabelsHoldTheirTexts_data()
+{
+    QTest::addColumn<int>("pointSize"); // 0 keeps the default font
+    QTest::newRow("default font") << 0;
+    QTest::newRow("large font") << 16;
+}
+
+void TestMainWindow::statusLabelsHoldTheirTexts()
+{
+    QFETCH(int, pointSize);
+    const QFont original = QApplication::font();
+    QFont font = original;
+    if (pointSize)
+        font.setPointSize(pointSize);
+    QApplication::setFont(font);
+    MainWindow window(noPorts);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    const Calls states{&MainWindow::markUpToDate, &MainWindow::markSaved,
+                       [](MainWindow &w) { w.onDeviceConnected(false); },
+                       &MainWindow::markPendingChanges};
+    for (int state = -1; state < states.size(); ++state) {
+        if (state >= 0)
+            states.at(state)(window);
+        for (const char *name : {"saveLabel", "syncLabel", "connectionLabel"}) {
+            const QLabel *label = window.findChild<QLabel *>(name);
+            QVERIFY2(label->width() >= label->sizeHint().width(), qPrintable(label->text()));
+        }
+    }
+    QApplication::setFont(original);
+}
+
+void TestMainWindow::aboutEndsSentencesOnce()
+{
+    MainWindow window(noPorts);
+    ModalCloser closer;
+    window.findChild<QAction *>("aboutAction")->trigger();
+    QCOMPARE(closer.texts().size(), 1);
+    QVERIFY(closer.texts().first().contains(ORG_DISPLAY_NAME));
+    QVERIFY2(!closer.texts().first().contains(".."), qPrintable(closer.texts().first()));
+}
+
+// File, Save and File, Open through their dialogs: what reaches the disk, what is said,
+// and whether the program restarts. In the folder: a PNG picture and another session.
+void TestMainWindow::sessionFiles_data()
+{
+    QTest::addColumn<QString>("action");
+    QTest::addColumn<QString>("answer");  // the name given to the file dialog
+    QTest::addColumn<bool>("broken");     // the session file is a folder, so cannot be read
+    QTest::addColumn<QString>("message"); // the start of the one box shown; %1 the folder
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QStringList>("files"); // "name=its marker", "-" for no such file
+    QTest::addColumn<QString>("marker");    // the session's marker afterwards
+
+    dataRow("save adds the suffix", "saveAction", "copy", false, "", NoExit,
+            QStringList{"copy.ini=session", "copy=-"}, "session");
+    dataRow("save keeps a suffix", "saveAction", "copy.txt", false, "", NoExit,
+            QStringList{"copy.txt=session", "copy.txt.ini=-"}, "session");
+    dataRow("failed save", "saveAction", "copy.ini", true,
+            "The session was not saved to %1/copy.ini:\n", NoExit, QStringList{"copy.ini=-"}, "");
+    dataRow("open a picture", "openAction", "picture.png", false,
+            "The session was not opened from %1/picture.png:\n", NoExit, QStringList(), "session");
+    dataRow("open a session", "openAction", "other.ini", false, "", EXIT_CODE_RESTART,
+            QStringList(), "other");
+}
+
+void TestMainWindow::sessionFiles()
+{
+    QFETCH(QString, action);
+    QFETCH(QString, answer);
+    QFETCH(bool, broken);
+    QFETCH(QString, message);
+    QFETCH(int, exitCode);
+    QFETCH(QStringList, files);
+    QFETCH(QString, marker);
+
+    writeSession("chipid=67\nfirst_boot=false\nmarker=session\n");
+    QTemporaryDir dir;
+    writeFile(dir.filePath("picture.png"),
+              QByteArray::fromHex("89504E470D0A1A0A0000000D49484452") + QByteArray(64, '\x7F'));
+    writeFile(dir.filePath("other.ini"), "[General]\nchipid=67\nmarker=other\n");
+    MainWindow window(noPorts);
+    if (broken) {
+        QFile::remove(settings.fileName());
+        QDir().mkpath(settings.fileName());
+    }
+    ModalCloser closer;
+    closer.answerFileDialogs({dir.filePath(answer)});
+    bool done = false;
+    QTimer::singleShot(0, &window, [&] {
+        window.findChild<QAction *>(action)->trigger();
+        done = true;
+    });
+    QCOMPARE(runLoop(5000, [&done] { return done; }), exitCode);
+
+    const QString said = closer.texts().join('|');
+    const QString expected = message.arg(dir.path());
+    QVERIFY2(message.isEmpty() ? said.isEmpty()
+                               : said.startsWith(expected) && said.size() > expected.size(),
+             qPrintable(QString(said).replace('\n', '|')));
+    QCOMPARE(QSettings().value("marker").toString(), marker);
+    for (const QString &file : files) {
+        const QString path = dir.filePath(file.section('=', 0, 0));
+        QCOMPARE(QFile::exists(path)
+                     ? QSettings(path, QSettings::IniFormat).value("marker").toString()
+                     : QString("-"),
+                 file.section('=', 1));
+    }
+}
+
+// Transfers that did not move everything leave the session at "Pending Changes".
+void TestMainWindow::partialTransfersLeavePending_data()
+{
+    QTest::addColumn<QString>("press");
+    QTest::addColumn<bool>("loseKit"); // the kit vanishes at "5" and comes back once missed
+    QTest::addColumn<QString>("messages");
+    QTest::addColumn<QString>("labels"); // sync label|save label
+
+    const QString refused = RegisterWidget::SendFailText;
+    dataRow("send with a red register", "sendToDeviceButton", false, refused,
+            "Pending Changes|Not Saved");
+    dataRow("send and save with a red register", "sendAndSaveButton", false, refused,
+            "Pending Changes|Not Saved");
+    dataRow("load that loses the kit", "loadFromDeviceButton", true,
+            "There was an error communicating with the dev kit", "Pending Changes|Not Saved");
+    dataRow("whole send", "sendToDeviceButton", false, "", "Up To Date|Not Saved");
+}
+
+void TestMainWindow::partialTransfersLeavePending()
+{
+    QFETCH(QString, press);
+    QFETCH(bool, loseKit);
+    QFETCH(QString, messages);
+    QFETCH(QString, labels);
+
+    writeSession("chipid=67\nfirst_boot=false");
+    PtyKitPeer kit;
+    serveFirmware(kit, 0x246A, "2.3");
+    QVERIFY(kit.open());
+    MainWindow window(kit.enumerator());
+    ModalCloser closer;
+    QCOMPARE(runUntilConnected(window), NoExit);
+    if (!messages.isEmpty() && !loseKit) // a 2-bit field holding 7: red, and refused
+        window.findChild<QLineEdit *>("field_1_0")->setText("111");
+    std::thread unplugger;
+    if (loseKit) {
+        kit.setHandler([&kit, &unplugger](const QByteArray &chunk) {
+            if (chunk.contains('5') && !unplugger.joinable())
+                unplugger = std::thread([&kit] { kit.unplug(); });
+            return QList<PtyKitPeer::ReplyPiece>();
+        });
+        connect(window.serialController(), &SerialController::sigDeviceConnected, &window,
+                [&kit](bool connected) {
+                    if (!connected)
+                        kit.plug();
+                });
+    }
+    window.findChild<QPushButton *>(press)->click();
+    if (unplugger.joinable())
+        unplugger.join();
+    QCOMPARE(closer.texts().join('|'), messages);
+    QCOMPARE(look(window, "syncLabel").section('|', 0, 0) + "|" +
+                 look(window, "saveLabel").section('|', 0, 0),
+             labels);
+    QCOMPARE(look(window, "connectionLabel"), "Connected" + Green);
+}
+
+// A revision B session meets a chip it does not know: one message naming the chip, one
+// restart into revision C, then the program works on without a word at later passes.
+void TestMainWindow::unknownChipIsAnnouncedOnce()
+{
+    writeSession("chipid=66\nfirst_boot=false");
+    PtyKitPeer kit;
+    serveFirmware(kit, 0x1234, "2.3");
+    QVERIFY(kit.open());
+    ModalCloser closer;
+    for (int pass = 0; pass < 3; ++pass) {
+        MainWindow window(kit.enumerator());
+        QCOMPARE(runUntilConnected(window), pass == 0 ? EXIT_CODE_RESTART_REV_C : NoExit);
+        if (pass == 0) { // what the entry point does for that exit code
+            QSettings session;
+            session.clear();
+            session.setValue(CHIPID_KEY, CHIPID_REV_C);
+            session.setValue("first_boot", false);
+        }
+        QCOMPARE(look(window, "chipLabel"), QString("Chip ID: 0x1234"));
+    }
+    QCOMPARE(closer.texts(), QStringList{"Chip ID revision has changed\nCurrent Revision: unknown "
+                                         "(0x1234), worked with as C\nPrevious Revision: B"});
+}
+
+void TestMainWindow::keyboardReachesFilesAndButtons()
+{
+    MainWindow window(noPorts);
+    auto *open = window.findChild<QAction *>("openAction");
+    QCOMPARE(open->shortcut(), QKeySequence(QKeySequence::Open));
+    QCOMPARE(window.findChild<QAction *>("saveAction")->shortcut(),
+             QKeySequence(QKeySequence::Save));
+
+    // Menus and the buttons of the window, each with a mnemonic of its own.
+    QStringList texts;
+    for (const QAction *menu : window.findChild<QMenuBar *>("menuBar")->actions())
+        texts << menu->text();
+    for (const QString &name : KitControls) {
+        if (auto *button = window.findChild<QPushButton *>(name))
+            texts << button->text();
+    }
+    QSet<QString> keys;
+    for (const QString &text : qAsConst(texts)) {
+        const QString key = QKeySequence::mnemonic(text).toString();
+        QVERIFY2(!key.isEmpty() && !keys.contains(key), qPrintable(text));
+        keys.insert(key);
+    }
+
+    window.show();
+    window.activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(&window));
+    QSignalSpy spy(open, &QAction::triggered);
+    ModalCloser closer; // cancels the file dialog
+    QTest::keyClick(&window, Qt::Key_O, Qt::ControlModifier);
+    QCOMPARE(spy.count(), 1);
+}
+
+// At 1024 by 700 every page scrolls, and every control can be brought into view whole.
+void TestMainWindow::pagesScrollInASmallWindow()
+{
+    MainWindow window(noPorts);
+    window.resize(1024, 700);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    QCOMPARE(window.size(), QSize(1024, 700));
+    auto *tabs = window.findChild<QTabWidget *>("tabWidget");
+    for (int i = 0; i < tabs->count(); ++i) {
+        tabs->setCurrentIndex(i);
+        auto *area = qobject_cast<QScrollArea *>(tabs->widget(i));
+        QVERIFY(area);
+        QApplication::processEvents();
+        for (QWidget *control : area->widget()->findChildren<QWidget *>()) {
+            const auto *label = qobject_cast<QLabel *>(control);
+            if (!control->isVisibleTo(area) || (label && label->wordWrap()) ||
+                !(label || qobject_cast<QAbstractButton *>(control) ||
+                  qobject_cast<QAbstractSpinBox *>(control) || qobject_cast<QComboBox *>(control)))
+                continue;
+            const QString name = tabs->tabText(i) + ": " + control->objectName() + " " +
+                                 control->property("text").toString();
+            QVERIFY2(control->height() >= control->minimumSizeHint().height(), qPrintable(name));
+            const QRect inPage(control->mapTo(area->widget(), QPoint()), control->size());
+            area->ensureVisible(inPage.center().x(), inPage.center().y(), inPage.width() / 2 + 1,
+                                inPage.height() / 2 + 1);
+            if (control->width() > area->viewport()->width()) { // reached by scrolling across
+                QVERIFY2(area->horizontalScrollBar()->maximum() > 0, qPrintable(name));
+                continue;
+            }
+            const QRect shown(control->mapTo(area->viewport(), QPoint()), control->size());
+            QVERIFY2(area->viewport()->rect().contains(shown),
+                     qPrintable(name + QString(" %1,%2 %3x%4 in %5x%6")
+                                           .arg(shown.x())
+                                           .arg(shown.y())
+                                           .arg(shown.width())
+                                           .arg(shown.height())
+                                           .arg(area->viewport()->width())
+                                           .arg(area->viewport()->height())));
+        }
+    }
 }
 
 QTEST_MAIN(TestMainWindow)

@@ -159,31 +159,38 @@ private slots:
     {
         // entry: base, register, field index, keys typed; channel: on screen while typing;
         // all: send-all from the other channel, or the row's button; sent: channel * 16 + address
-        columns<int, QStringList, QString, int, bool, QList<int>>(
-            {"chipid", "edits", "entry", "channel", "all", "sent"});
+        // message: the one box shown, if any
+        columns<int, QStringList, QString, int, bool, QList<int>, QString>(
+            {"chipid", "edits", "entry", "channel", "all", "sent", "message"});
         const QStringList none;
         const QList<int> nothing;
-        dataRow("all on B", CHIPID_REV_B, none, "", 0, true, bothChannels);
-        dataRow("all on C", CHIPID_REV_C, none, "", 1, true, bothChannels);
+        const QString fail = RegisterWidget::SendFailText;
+        dataRow("all on B", CHIPID_REV_B, none, "", 0, true, bothChannels, "");
+        dataRow("all on C", CHIPID_REV_C, none, "", 1, true, bothChannels, "");
         dataRow("all, channel B lacking a field and TRIM", CHIPID_REV_C,
                 QStringList{"channels/2/registers/3/fields/size=1",
                             "channels/2/registers/15/address=13"},
-                "", 0, true, QList<int>{0, 1, 2, 3, 4, 5, 6, 7, 14, 16, 17, 19, 20, 21, 22, 23});
-        dataRow("row on B", CHIPID_REV_C, none, "Decimal DEADTIME 1 9", 1, false, QList<int>{18});
-        dataRow("all, red on A", CHIPID_REV_C, none, "Decimal DEADTIME 1 99", 0, true, nothing);
-        dataRow("all, red on B", CHIPID_REV_B, none, "Decimal DEADTIME 1 99", 1, true, nothing);
+                "", 0, true, QList<int>{0, 1, 2, 3, 4, 5, 6, 7, 14, 16, 17, 19, 20, 21, 22, 23},
+                "These registers were not sent: their channel's map lacks them or some of their "
+                "fields.\nChannel B: DEADTIME (address 2), TRIM (address 14)");
+        dataRow("row on B", CHIPID_REV_C, none, "Decimal DEADTIME 1 9", 1, false, QList<int>{18},
+                "");
+        dataRow("all, red on A", CHIPID_REV_C, none, "Decimal DEADTIME 1 99", 0, true, nothing,
+                fail);
+        dataRow("all, red on B", CHIPID_REV_B, none, "Decimal DEADTIME 1 99", 1, true, nothing,
+                fail);
         dataRow("row, hex F in 2 bits", CHIPID_REV_C, none, "Hexadecimal ION_BL 0 F", 1, false,
-                nothing);
+                nothing, fail);
         dataRow("row, wide within a wide max", CHIPID_REV_C,
                 QStringList{"channels/2/registers/2/fields/1/max=4095"}, "Hexadecimal ION_BL 0 F",
-                1, false, nothing);
+                1, false, nothing, fail);
     }
 
     void sends()
     {
-        const auto [chipid, edits, entry, channel, all, sent] =
-            row<int, QStringList, QString, int, bool, QList<int>>("chipid", "edits", "entry",
-                                                                  "channel", "all", "sent");
+        const auto [chipid, edits, entry, channel, all, sent, message] =
+            row<int, QStringList, QString, int, bool, QList<int>, QString>(
+                "chipid", "edits", "entry", "channel", "all", "sent", "message");
         start(chipid, false, edits);
         widget->setEnabled(true);
         auto *channelBox = find<QComboBox>("channelComboBox");
@@ -200,8 +207,10 @@ private slots:
 
         ModalCloser closer;
         QSignalSpy voidSpy(widget.get(), &RegisterWidget::sigSendRegisterVoid);
-        all ? widget->sendAll()
-            : find<QPushButton>(QStringLiteral("sendButton_%1").arg(row))->click();
+        if (all)
+            QCOMPARE(widget->sendAll(), message.isEmpty()); // whole only without a box
+        else
+            find<QPushButton>(QStringLiteral("sendButton_%1").arg(row))->click();
         QByteArray expected;
         for (int at : sent)
             expected += writeOf(at / 16, at % 16);
@@ -209,8 +218,7 @@ private slots:
         QVERIFY(peer.waitForBytes(expected.size() + 1, 2000));
         QCOMPARE(peer.receivedBytes(), expected + '<');
         QCOMPARE(voidSpy.count(), sent.size());
-        QCOMPARE(closer.texts(),
-                 sent.isEmpty() ? QStringList{RegisterWidget::SendFailText} : QStringList());
+        QCOMPARE(closer.texts().join('|'), message);
         QCOMPARE(channelBox->currentIndex(), all && !sent.isEmpty() ? 1 - channel : channel);
     }
 
@@ -350,6 +358,47 @@ private slots:
             QCOMPARE(bit, 12);
         }
         QVERIFY(edge.value(1) > edge.value(0));
+    }
+
+    // A hand-edited map that makes a row unsendable: the row shows it in red with the
+    // reason, its editors keep columns of their own, and a send-all is refused.
+    void unsendableRowIsMarked_data()
+    {
+        columns<QStringList, QString>({"edits", "reason"});
+        dataRow("value wider than its field",
+                QStringList{"channels/1/registers/2/fields/1/value=99999"},
+                "The value 0x869F does not fit in its 2 bits.");
+        dataRow("length beyond a register",
+                QStringList{"channels/1/registers/2/fields/1/length=40"},
+                "Its length of 40 bits is not between 1 and 12.");
+        dataRow("fields over twelve bits", QStringList{"channels/1/registers/2/fields/2/length=9"},
+                "Its fields take 19 bits, more than the 12 of a register.");
+    }
+    void unsendableRowIsMarked()
+    {
+        const auto [edits, reason] = row<QStringList, QString>("edits", "reason");
+        start(CHIPID_REV_C, false, edits);
+        widget->setEnabled(true);
+        widget->resize(700, 600);
+        widget->show();
+        QVERIFY(QTest::qWaitForWindowExposed(widget.get()));
+        const int ionBl = rowOf("ION_BL");
+        QRect left = find<QLineEdit>(QStringLiteral("registerAddress_%1").arg(ionBl))->geometry();
+        for (int index = 0; field(ionBl, index); ++index) {
+            RegisterLineEdit *editor = field(ionBl, index);
+            QVERIFY2(editor->geometry().left() > left.right(), qPrintable(editor->objectName()));
+            left = editor->geometry();
+        }
+        QVERIFY(left.right() < find<QPushButton>(QStringLiteral("sendButton_%1").arg(ionBl))->x());
+        RegisterLineEdit *first = field(ionBl, 0);
+        QVERIFY2(first->toolTip().contains(reason), qPrintable(first->toolTip()));
+        QCOMPARE(first->styleSheet(), QString("QLineEdit { background-color: red; }"));
+        QVERIFY(!field(rowOf("DEADTIME"), 0)->toolTip().contains("Not sendable"));
+
+        ModalCloser closer;
+        QVERIFY(!widget->sendAll());
+        QCOMPARE(closer.texts(), QStringList{RegisterWidget::SendFailText});
+        QCOMPARE(peer.receivedBytes(), QByteArray());
     }
 
 private:

@@ -151,16 +151,20 @@ private slots:
         QCOMPARE(after, before);
     }
 
-    // Custom 0 is the TDK preset but for one field, which alone may change on the way back.
+    // Custom 0 is the TDK preset but for one field, which alone may change on the way back;
+    // a send before that goes out as the field shows it.
     void showsStoredValuesWithinRange_data()
     {
-        columns<QString, QVariant, QString, QVariant>({"key", "value", "display", "storedAfter"});
-        dataRow("zero count shows 1", "low_freq_feedback", QVariant(0), "1", QVariant("1"));
-        dataRow("real above range", "off_amplitude", QVariant("120"), "95.00", QVariant("95.00"));
+        columns<QString, QVariant, QString, QVariant, QString>(
+            {"key", "value", "display", "storedAfter", "sent"});
+        dataRow("zero count shows 1", "low_freq_feedback", QVariant(0), "1", QVariant("1"), "1");
+        dataRow("count above range", "nb_prd_long", QVariant(999), "255", QVariant("255"), "255");
+        dataRow("real above range", "off_amplitude", QVariant("120"), "95.00", QVariant("95.00"),
+                "95.00");
         dataRow("float with two decimals is quiet", "on_offset", QVariant(-10.3f), "-10.30",
-                QVariant(-10.3f));
+                QVariant(-10.3f), QVariant(-10.3f).toString()); // as stored: within range
         dataRow("third decimal is rounded away", "high_amp_release", QVariant("0.123"), "0.12",
-                QVariant("0.12"));
+                QVariant("0.12"), "0.12");
     }
     void showsStoredValuesWithinRange()
     {
@@ -168,6 +172,7 @@ private slots:
         QFETCH(QVariant, value);
         QFETCH(QString, display);
         QFETCH(QVariant, storedAfter);
+        QFETCH(QString, sent);
 
         for (const SensingParameter &parameter : sensingParameters())
             store(0, parameter.key, stored(Tdk, parameter.key));
@@ -175,6 +180,13 @@ private slots:
         SensingWidget widget;
         QCOMPARE(fieldOf(widget, 0, key)->text(), display);
         QCOMPARE(stored(0, key), value); // the first display corrects nothing
+        QSignalSpy sends(&widget, &SensingWidget::sigSend);
+        widget.send();
+        const QVector<const SensingParameter *> &wire = sensingParametersInWireOrder();
+        for (int i = 0; i < wire.size(); ++i) {
+            if (wire.at(i)->key == key)
+                QCOMPARE(sends.at(0).at(i + 1).toString(), sent);
+        }
         QSignalSpy spy(&widget, &SensingWidget::sigValueChanged);
 
         select(widget, 0, Tdk);
