@@ -164,7 +164,9 @@ int runApplication(int &argc, char **argv, PortEnumerator enumerate)
         prepareSettings(settings, exitCode);
 
         MainWindow window(enumerate);
-        window.resize(window.size().boundedTo(usableScreenSize()));
+        // The pages scroll, so the window's minimum is small: open it at its natural
+        // size, as far as the screen has room.
+        window.resize(window.sizeHint().boundedTo(usableScreenSize()));
         window.show();
         exitCode = QApplication::exec();
     } while (isRestartCode(exitCode));

@@ -46,7 +46,8 @@ private slots:
         const QString printed = program.readAllStandardOutput() + program.readAllStandardError();
         QCOMPARE(program.exitStatus(), QProcess::NormalExit); // no abort
         QCOMPARE(program.exitCode(), exitCode);
-        QVERIFY2(printed.contains(QString(output).replace("%1", config.path())), qPrintable(printed));
+        QVERIFY2(printed.contains(QString(output).replace("%1", config.path())),
+                 qPrintable(printed));
     }
 
     // Each mention of xvfb-run keeps the server from resetting between the passes.

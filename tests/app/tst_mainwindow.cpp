@@ -203,7 +203,7 @@ void TestMainWindow::calls()
         QVERIFY2(window.findChild<QWidget *>(name)->isEnabled() == enabled.contains(name),
                  qPrintable(name));
     for (const char *name : {"firmwareLabel", "chipLabel", "sensingWidget", "menuBar"})
-        QVERIFY2(window.findChild<QWidget *>(name)->isEnabled(), name); // never disabled
+        QVERIFY2(window.findChild<QWidget *>(name)->isEnabled(), name);      // never disabled
     for (const QLabel *label : window.statusBar()->findChildren<QLabel *>()) // whole texts
         QVERIFY2(!label->isVisibleTo(&window) || label->width() >= label->sizeHint().width(),
                  qPrintable(label->text()));
