@@ -328,8 +328,6 @@ void TestMainWindow::sessionFiles_data()
     QTest::addColumn<QStringList>("files");
     dataRow("save adds the suffix", "saveAction", "copy", false, "", NoExit,
             QStringList{"copy.ini=session", "copy=-"});
-    dataRow("save keeps a suffix", "saveAction", "copy.txt", false, "", NoExit,
-            QStringList{"copy.txt=session", "copy.txt.ini=-"});
     dataRow("failed save", "saveAction", "copy.ini", true,
             "The session was not saved to %1/copy.ini:\n", NoExit, QStringList{"copy.ini=-"});
     dataRow("open a picture", "openAction", "picture.png", false,
@@ -388,26 +386,20 @@ void TestMainWindow::unknownChipIsAnnouncedOnce()
                                          "(0x1234), worked with as C\nPrevious Revision: B"});
 }
 
-// Ctrl+O opens a file, and menus and buttons each have a mnemonic of their own.
+// File, Open and Save have their shortcuts; menus and buttons each a mnemonic of its own.
 void TestMainWindow::keyboardReachesFilesAndButtons()
 {
     MainWindow window(noPorts);
+    QCOMPARE(window.findChild<QAction *>("openAction")->shortcut(),
+             QKeySequence(QKeySequence::Open));
     QCOMPARE(window.findChild<QAction *>("saveAction")->shortcut(),
              QKeySequence(QKeySequence::Save));
-    QSet<QString> keys;
+    QSet<QString> keys{""}; // so that a missing mnemonic counts as a repeated one
     for (const QAction *menu : window.findChild<QMenuBar *>("menuBar")->actions())
         keys << QKeySequence::mnemonic(menu->text()).toString();
     for (const QString &name : KitControls.mid(0, 5) + KitControls.mid(6))
         keys << QKeySequence::mnemonic(window.findChild<QPushButton *>(name)->text()).toString();
-    QCOMPARE(keys.size(), 9);
-    QVERIFY(!keys.contains(""));
-    window.show();
-    window.activateWindow();
-    QVERIFY(QTest::qWaitForWindowActive(&window));
-    QSignalSpy spy(window.findChild<QAction *>("openAction"), &QAction::triggered);
-    ModalCloser closer; // cancels the file dialog
-    QTest::keyClick(&window, Qt::Key_O, Qt::ControlModifier);
-    QCOMPARE(spy.count(), 1);
+    QCOMPARE(keys.size(), 10);
 }
 
 // At 1024 by 700 each page scrolls, and every control can be brought into view whole.
