@@ -44,6 +44,9 @@ fi
 step "tools"
 ktr_install_missing dpkg-dev file udev desktop-file-utils appstream xvfb xauth x11-utils ||
     skip "could not install the validators"
+for tool in dpkg-shlibdeps udevadm desktop-file-validate appstreamcli xvfb-run xwininfo xprop; do
+    command -v "$tool" >/dev/null || skip "$tool is missing"
+done
 
 step "build"
 if [ -z "$build" ]; then
