@@ -41,6 +41,11 @@ if [ "$(id -u)" -ne 0 ]; then
     sudo="sudo"
 fi
 
+# A sanitizer build is no build to ship: its binaries need the sanitizer runtime.
+if [ -n "$build" ] && ldd "$build/$package" 2>/dev/null | grep -Eq 'lib(a|ub|l|t)san'; then
+    skip "$build is a sanitizer build"
+fi
+
 step "tools"
 ktr_install_missing dpkg-dev file udev desktop-file-utils appstream xvfb xauth x11-utils ||
     skip "could not install the validators"
@@ -52,11 +57,6 @@ step "build"
 if [ -z "$build" ]; then
     build="$KTR_ROOT/build-package"
     KTR_BUILD="$build" ktr_build -DCMAKE_BUILD_TYPE=Release -DKTR_BUILD_TESTS=OFF
-fi
-# A sanitizer build is no build to ship: its binaries need the sanitizer runtime.
-if grep -q -- '-fsanitize' "$build/CMakeCache.txt" ||
-    ldd "$build/$package" | grep -Eq 'lib(a|ub|l|t)san'; then
-    skip "$build is a sanitizer build"
 fi
 
 step "package"
@@ -84,9 +84,10 @@ $keep || trap remove_package EXIT
 apt_get install -y --reinstall "$deb"
 files="$(dpkg -L "$package")"
 installed() { grep -m1 -E "$1" <<<"$files" || true; }
-for pattern in '^/usr/bin/ktr4207-kit-(controller|demo|sim)$' \
-    '^/usr/share/ktr4207-kit-controller/halvorn\.ico$' '^/usr/share/icons/hicolor/256x256/apps/'; do
-    [ "$(grep -cE "$pattern" <<<"$files")" -gt 0 ] || fail "the package holds no $pattern"
+for pattern in '^/usr/bin/ktr4207-kit-controller$' '^/usr/bin/ktr4207-kit-demo$' \
+    '^/usr/bin/ktr4207-kit-sim$' '^/usr/share/ktr4207-kit-controller/halvorn\.ico$' \
+    '^/usr/share/icons/hicolor/256x256/apps/'; do
+    [ -n "$(installed "$pattern")" ] || fail "the package holds no $pattern"
 done
 
 step "udev rule"
