@@ -12,7 +12,9 @@ ktr_packages=(cmake g++ make qtbase5-dev libqt5serialport5-dev qtmultimedia5-dev
 ktr_install_missing() {
     local missing=()
     for pkg in "${ktr_packages[@]}" "$@"; do
-        dpkg -s "$pkg" >/dev/null 2>&1 || missing+=("$pkg")
+        # Removed packages keep a dpkg status (config-files) until purged.
+        [ "$(dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null)" = "install ok installed" ] ||
+            missing+=("$pkg")
     done
     if [ "${#missing[@]}" -gt 0 ]; then
         echo "Installing: ${missing[*]}"

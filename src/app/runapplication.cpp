@@ -1,12 +1,12 @@
 #include "runapplication.h"
 
+#include "appicon.h"
 #include "constants.h"
 #include "mainwindow.h"
 #include "settingdialog.h"
 
 #include <QApplication>
 #include <QDir>
-#include <QFile>
 #include <QIcon>
 #include <QScreen>
 #include <QSettings>
@@ -21,12 +21,6 @@ bool isRestartCode(int code)
 {
     return code == EXIT_CODE_RESTART || code == EXIT_CODE_RESTART_REV_B ||
            code == EXIT_CODE_RESTART_REV_C;
-}
-
-QString iconFile()
-{
-    const QString besideProgram = QCoreApplication::applicationDirPath() + "/" + APP_ICON;
-    return QFile::exists(besideProgram) ? besideProgram : APP_ICON;
 }
 
 void startOverAs(QSettings &settings, int revision)
@@ -155,7 +149,7 @@ int runApplication(int &argc, char **argv, PortEnumerator enumerate)
     do {
         const std::unique_ptr<QApplication> app = makeApplication(argc, argv);
         QApplication::setApplicationName(APP_NAME);
-        QApplication::setWindowIcon(QIcon(iconFile()));
+        QApplication::setWindowIcon(QIcon(appIconFile(QCoreApplication::applicationDirPath())));
         QSettings::setDefaultFormat(QSettings::IniFormat);
         QApplication::setOrganizationName(ORG_NAME);
         QApplication::setOrganizationDomain(ORG_DOMAIN);
