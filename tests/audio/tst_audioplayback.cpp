@@ -84,6 +84,8 @@ private slots:
     void defaultDeviceWithoutTheKit();
     void resetFromInsideTheOutputsSignal();
     void toneToItsEnd();
+    void oddFormats_data();
+    void oddFormats();
 
 private:
     // A main window as when the kit has connected, its audio page watched.
@@ -172,10 +174,12 @@ void TestAudioPlayback::playsSampleForSample_data()
     QTest::addColumn<int>("channels");
     QTest::addColumn<int>("rate");
     QTest::addColumn<int>("frames");
-    dataRow("mono 8 kHz", 1, 8000, 8000);
-    dataRow("stereo 8 kHz", 2, 8000, 8000);
-    dataRow("mono 44.1 kHz", 1, 44100, 44100);
-    dataRow("stereo 44.1 kHz", 2, 44100, 66150);
+    QTest::addColumn<QByteArray>("tail"); // after the last whole frame: not played
+    dataRow("mono 8 kHz", 1, 8000, 8000, QByteArray());
+    dataRow("stereo 8 kHz", 2, 8000, 8000, QByteArray());
+    dataRow("mono 44.1 kHz", 1, 44100, 44100, QByteArray());
+    dataRow("stereo 44.1 kHz", 2, 44100, 66150, QByteArray());
+    dataRow("ends in the middle of a frame", 2, 8000, 8000, QByteArray("xyz"));
 }
 
 void TestAudioPlayback::playsSampleForSample()
@@ -183,8 +187,13 @@ void TestAudioPlayback::playsSampleForSample()
     QFETCH(int, channels);
     QFETCH(int, rate);
     QFETCH(int, frames);
+    QFETCH(QByteArray, tail);
     QByteArray samples;
     const QString fileName = wavFile("tone.wav", channels, rate, frames, &samples);
+    QFile file(fileName);
+    QVERIFY(file.open(QIODevice::Append));
+    file.write(tail);
+    file.close();
     choose(fileName);
     QVERIFY(recorder.boxes.isEmpty());
     QCOMPARE(page->findChild<QLabel *>("infoMessageLabel")->text(),
@@ -350,6 +359,43 @@ void TestAudioPlayback::toneToItsEnd()
     for (qint64 position : qAsConst(positions))
         QVERIFY(position <= expected.size());
     QCOMPARE(positions.last(), qint64(0));
+}
+
+void TestAudioPlayback::oddFormats_data()
+{
+    QTest::addColumn<int>("channels");
+    QTest::addColumn<quint32>("rate");
+    dataRow("no channels", 0, quint32(8000));
+    dataRow("65535 channels", 65535, quint32(8000));
+    dataRow("rate 0", 1, quint32(0));
+    dataRow("rate 1 Hz", 1, quint32(1));
+    dataRow("rate past int", 2, quint32(0xFFFFFFFF));
+}
+
+// Headers that pass the reader with formats no device plays: a message or playback, never
+// a crash, and a position within the length.
+void TestAudioPlayback::oddFormats()
+{
+    QFETCH(int, channels);
+    QFETCH(quint32, rate);
+    WavWriter wav;
+    QByteArray contents = wav.header(800) + wav.samples(400);
+    contents.replace(22, 2, WavWriter::le16(quint16(channels)));
+    contents.replace(24, 4, WavWriter::le32(rate));
+    const QString fileName = files.filePath("odd.wav");
+    QFile file(fileName);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(contents);
+    file.close();
+
+    if (!engine->loadFile(fileName))
+        QTRY_COMPARE(recorder.boxes.size(), 1);
+    page->findChild<QPushButton *>("playButton")->click();
+    QTest::qWait(300);
+    page->findChild<QPushButton *>("stopButton")->click();
+    QTRY_COMPARE(engine->state(), QAudio::StoppedState);
+    for (qint64 position : qAsConst(positions))
+        QVERIFY(position <= engine->bufferLength());
 }
 
 int main(int argc, char **argv)
