@@ -201,6 +201,7 @@ void TestAudioPlayback::playsSampleForSample()
                  .arg(rate)
                  .arg(channels == 1 ? "mono" : "stereo"));
     QVERIFY(kitControlsEnabled(*window));
+    QCOMPARE(engine->findChild<QAudioOutput *>()->notifyInterval(), 100);
     QVERIFY(playToEnd());
 
     const QByteArray out = virtualDevice->kitSamples();
@@ -321,8 +322,12 @@ void TestAudioPlayback::defaultDeviceWithoutTheKit()
     QVERIFY(virtualDevice->kitSamples().isEmpty());
 
     // The kit's device turning up later is taken at the next rescan, as on connection.
+    QSignalSpy lengths(engine, &Engine::bufferLengthChanged);
     page->rescanAudioDevices();
     QCOMPARE(engine->audioOutputDevice().deviceName(), QString(VirtualAudioDevice::KitName));
+    QCOMPARE(lengths.count(), 1); // initialised for it
+    page->rescanAudioDevices();
+    QCOMPARE(lengths.count(), 1); // the same device again changes nothing
 }
 
 // The output's own signal resets the engine: the output goes only after the signal.
