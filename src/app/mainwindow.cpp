@@ -112,6 +112,10 @@ MainWindow::~MainWindow()
     delete audioSettings;
     delete calibrator;
     delete serial;
+    // Its audio output runs the event loop once as it goes, which must find the window
+    // whole, and without a link that could call on the page meanwhile.
+    delete audioPage;
+    audioPage = nullptr;
 }
 
 void MainWindow::createUi()

@@ -2,24 +2,86 @@
 
 #include "audiosettings/audiosettingskeys.h"
 #include "audiosettings/audiosettingswidget.h"
+#include "audioutils.h"
+#include "engine.h"
+#include "frequencyspectrum.h"
+#include "progressbar.h"
 
+#include <QFileDialog>
+#include <QHBoxLayout>
 #include <QLabel>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QStyle>
+#include <QTimerEvent>
 #include <QVBoxLayout>
 
-AudioWidget::AudioWidget(QWidget *parent) : QWidget(parent)
+namespace {
+constexpr int ButtonSide = 30;
+constexpr int NoTimeout = -1;
+} // namespace
+
+AudioWidget::AudioWidget(QWidget *parent)
+    : QWidget(parent), engine(new Engine(this)), progressBar(new ProgressBar(this)),
+      modeButton(new QPushButton(this)), stopButton(new QPushButton(this)),
+      stopIcon(style()->standardIcon(QStyle::SP_MediaStop)), playButton(new QPushButton(this)),
+      playIcon(style()->standardIcon(QStyle::SP_MediaPlay)),
+      infoMessageLabel(new QLabel(tr("Select a file to play"), this))
 {
+    engine->setObjectName(QStringLiteral("engine"));
+    progressBar->setObjectName(QStringLiteral("progressBar"));
+    modeButton->setObjectName(QStringLiteral("modeButton"));
+    stopButton->setObjectName(QStringLiteral("stopButton"));
+    playButton->setObjectName(QStringLiteral("playButton"));
+    infoMessageLabel->setObjectName(QStringLiteral("infoMessageLabel"));
     createUi();
     connectUi();
+}
+
+AudioWidget::~AudioWidget()
+{
+    // The engine's audio output runs the event loop once as it goes, which must find
+    // this page whole.
+    delete engine;
+    engine = nullptr;
 }
 
 void AudioWidget::createUi()
 {
     auto *layout = new QVBoxLayout(this);
-    infoMessageLabel = new QLabel(tr("Select a file to play"), this);
-    infoMessageLabel->setObjectName(QStringLiteral("infoMessageLabel"));
+
     infoMessageLabel->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
     infoMessageLabel->setAlignment(Qt::AlignHCenter);
     layout->addWidget(infoMessageLabel);
+
+    layout->addWidget(progressBar);
+
+    auto *buttonRow = new QHBoxLayout;
+    auto *buttonPanel = new QWidget(this);
+    buttonPanel->setObjectName(QStringLiteral("buttonPanel"));
+    buttonPanel->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    auto *buttonPanelLayout = new QHBoxLayout(buttonPanel);
+    buttonPanelLayout->addStretch();
+
+    modeButton->setText(tr("Play file"));
+    buttonPanelLayout->addWidget(modeButton);
+
+    stopButton->setIcon(stopIcon);
+    stopButton->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    stopButton->setMinimumSize(ButtonSide, ButtonSide);
+    stopButton->setEnabled(false);
+    buttonPanelLayout->addWidget(stopButton);
+
+    playButton->setIcon(playIcon);
+    playButton->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    playButton->setMinimumSize(ButtonSide, ButtonSide);
+    playButton->setEnabled(false);
+    buttonPanelLayout->addWidget(playButton);
+
+    buttonRow->addWidget(buttonPanel);
+    layout->addLayout(buttonRow);
+
+    // Placed here, owned by this page through the layout.
     audioSettingsWidget = new AudioSettingsWidget(AudioPlaybackGroup);
     audioSettingsWidget->setObjectName(QStringLiteral("audioSettingsWidget"));
     layout->addWidget(audioSettingsWidget);
@@ -28,11 +90,115 @@ void AudioWidget::createUi()
 
 void AudioWidget::connectUi()
 {
+    connect(stopButton, SIGNAL(clicked()), engine, SLOT(suspend()));
+    connect(playButton, SIGNAL(clicked()), engine, SLOT(startPlayback()));
+    connect(modeButton, SIGNAL(clicked()), this, SLOT(showFileDialog()));
+    connect(engine, SIGNAL(stateChanged(QAudio::Mode, QAudio::State)), this,
+            SLOT(stateChanged(QAudio::Mode, QAudio::State)));
+    connect(engine, SIGNAL(formatChanged(const QAudioFormat &)), this,
+            SLOT(formatChanged(const QAudioFormat &)));
+
+    progressBar->bufferLengthChanged(engine->bufferLength());
+
+    connect(engine, SIGNAL(bufferLengthChanged(qint64)), this, SLOT(bufferLengthChanged(qint64)));
+    connect(engine, SIGNAL(dataLengthChanged(qint64)), this, SLOT(updateButtonStates()));
+    connect(engine, SIGNAL(recordPositionChanged(qint64)), progressBar,
+            SLOT(recordPositionChanged(qint64)));
+    connect(engine, SIGNAL(playPositionChanged(qint64)), progressBar,
+            SLOT(playPositionChanged(qint64)));
+    connect(engine, SIGNAL(spectrumChanged(qint64, qint64, const FrequencySpectrum &)), this,
+            SLOT(spectrumChanged(qint64, qint64, const FrequencySpectrum &)));
+    connect(engine, SIGNAL(infoMessage(QString, int)), this, SLOT(infoMessage(QString, int)));
+    connect(engine, SIGNAL(errorMessage(QString, QString)), this,
+            SLOT(errorMessage(QString, QString)));
     connect(this, SIGNAL(sigUpdateUi()), audioSettingsWidget, SLOT(init()));
     connect(audioSettingsWidget, SIGNAL(sigAudioSettingUpdated()), this,
             SIGNAL(sigAudioSettingUpdated()));
 }
 
-void AudioWidget::setEnabled(bool) {}
-void AudioWidget::rescanAudioDevices() {}
-void AudioWidget::stopPlayback() {}
+void AudioWidget::setEnabled(bool enabled)
+{
+    modeButton->setEnabled(enabled);
+}
+
+void AudioWidget::rescanAudioDevices()
+{
+    engine->rescanAudioDevices();
+}
+
+void AudioWidget::stopPlayback()
+{
+    if (engine)
+        engine->suspend();
+}
+
+void AudioWidget::stateChanged(QAudio::Mode, QAudio::State)
+{
+    updateButtonStates();
+}
+
+void AudioWidget::formatChanged(const QAudioFormat &format)
+{
+    infoMessage(formatToString(format), NoTimeout);
+}
+
+void AudioWidget::bufferLengthChanged(qint64 length)
+{
+    progressBar->bufferLengthChanged(length);
+}
+
+void AudioWidget::spectrumChanged(qint64 position, qint64 length, const FrequencySpectrum &)
+{
+    progressBar->windowChanged(position, length);
+}
+
+void AudioWidget::infoMessage(const QString &message, int timeoutMs)
+{
+    infoMessageLabel->setText(message);
+    if (infoMessageTimerId != -1) {
+        killTimer(infoMessageTimerId);
+        infoMessageTimerId = -1;
+    }
+    if (timeoutMs != NoTimeout)
+        infoMessageTimerId = startTimer(timeoutMs, Qt::CoarseTimer);
+}
+
+void AudioWidget::errorMessage(const QString &heading, const QString &detail)
+{
+    QMessageBox::warning(this, heading, detail, QMessageBox::Close);
+}
+
+void AudioWidget::timerEvent(QTimerEvent *event)
+{
+    if (event->timerId() != infoMessageTimerId)
+        return QWidget::timerEvent(event);
+    killTimer(infoMessageTimerId);
+    infoMessageTimerId = -1;
+    infoMessageLabel->clear();
+}
+
+void AudioWidget::showFileDialog()
+{
+    const QStringList fileNames = QFileDialog::getOpenFileNames(this, tr("Open WAV file"),
+                                                                QString(), QStringLiteral("*.wav"));
+    if (fileNames.isEmpty())
+        return;
+    reset();
+    engine->loadFile(fileNames.first());
+    updateButtonStates();
+}
+
+void AudioWidget::updateButtonStates()
+{
+    const QAudio::State state = engine->state();
+    const bool playing = state == QAudio::ActiveState || state == QAudio::IdleState;
+    stopButton->setEnabled(playing);
+    playButton->setEnabled(!(engine->mode() == QAudio::AudioOutput && playing));
+    emit sigUpdateEnable(!playing);
+}
+
+void AudioWidget::reset()
+{
+    engine->reset();
+    progressBar->reset();
+}
