@@ -10,6 +10,7 @@
 namespace {
 const int MinimumHeight = 50;
 const int SampleBytes = 2; // only 16-bit audio is drawn
+const qint64 MaxTiles = 8192;
 } // namespace
 
 Waveform::Waveform(QWidget *parent) : QWidget(parent)
@@ -34,8 +35,9 @@ void Waveform::initialize(const QAudioFormat &format, qint64 audioBufferSize,
     windowLength = audioLength(format, windowDurationUs);
 
     // Without a tile length or a window there is nothing to divide the audio
-    // into: the view stays inactive rather than dividing by zero.
-    if (tileLength <= 0 || windowLength <= 0) {
+    // into, and beyond MaxTiles the tiles would be narrower than a pixel of any
+    // screen: the view stays inactive rather than divide by zero or exhaust memory.
+    if (tileLength <= 0 || windowLength <= 0 || windowLength / tileLength >= MaxTiles) {
         qDebug() << "Waveform::initialize"
                  << "tileLength" << tileLength << "windowLength" << windowLength << "inactive";
         return;

@@ -220,9 +220,13 @@ private slots:
             v.view.bufferChanged(0, 8000, QByteArray(8000, 1));
             QCOMPARE(tileDraws, tiles);
         }
-        WaveformView inactive(400, 400, 0);
-        inactive.view.bufferChanged(0, 8000, QByteArray(8000, 1));
-        QVERIFY(tileDraws == 0 && isBlack(inactive.image()));
+        // No window, or tiles far narrower than a pixel: nothing drawn.
+        for (const auto &[tileBytes, windowUs] :
+             {std::pair<qint64, qint64>{400, 0}, {2, 10000000000LL}}) {
+            WaveformView inactive(tileBytes, 400, windowUs);
+            inactive.view.bufferChanged(0, 8000, QByteArray(8000, 1));
+            QVERIFY(tileDraws == 0 && isBlack(inactive.image()));
+        }
 
         WaveformView w;
         const QByteArray audio = sine(200, 200, 2000);
