@@ -7,7 +7,7 @@ KTR_ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 KTR_BUILD="${KTR_BUILD:-$KTR_ROOT/build}"
 
 ktr_packages=(cmake g++ make qtbase5-dev libqt5serialport5-dev qtmultimedia5-dev
-              libqt5multimedia5-plugins)
+              libqt5multimedia5-plugins alsa-utils)
 
 ktr_install_missing() {
     local missing=()

@@ -233,7 +233,11 @@ void Engine::audioNotify()
 
 void Engine::audioStateChanged(QAudio::State state)
 {
-    if (state == QAudio::IdleState && file && file->pos() == file->size()) {
+    // A device faster than real time takes a whole tone before the next notify, and an
+    // idle output notifies no more: the end of the buffer is the end of the tone.
+    const bool ended =
+        file ? file->pos() == file->size() : outputBuffer.isOpen() && outputBuffer.atEnd();
+    if (state == QAudio::IdleState && ended) {
         stopPlayback();
         return;
     }

@@ -15,21 +15,23 @@ ProgressBar::ProgressBar(QWidget *parent) : QWidget(parent)
 void ProgressBar::reset()
 {
     bufferLength = 0;
-    recordPosition = 0;
-    playPosition = 0;
-    windowPosition = 0;
-    windowLength = 0;
+    clearPositions();
     update();
 }
 
 void ProgressBar::bufferLengthChanged(qlonglong length)
 {
     bufferLength = length;
+    clearPositions();
+    repaint();
+}
+
+void ProgressBar::clearPositions()
+{
     recordPosition = 0;
     playPosition = 0;
     windowPosition = 0;
     windowLength = 0;
-    repaint();
 }
 
 void ProgressBar::recordPositionChanged(qlonglong recordPosition)

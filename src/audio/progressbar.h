@@ -24,6 +24,8 @@ protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
+    void clearPositions();
+
     qint64 bufferLength = 0;
     qint64 recordPosition = 0;
     qint64 playPosition = 0;

@@ -28,7 +28,8 @@ bool WavFile::open(const QString &fileName)
     m_fileFormat = QAudioFormat();
     m_headerLength = 0;
     setFileName(fileName);
-    return QFile::open(QIODevice::ReadOnly) && readHeader();
+    // Unbuffered: a read-ahead would pass the end of the last whole frame.
+    return QFile::open(QIODevice::ReadOnly | QIODevice::Unbuffered) && readHeader();
 }
 
 const QAudioFormat &WavFile::fileFormat() const
@@ -50,9 +51,15 @@ qint64 WavFile::size() const
     return total - (total - m_headerLength) % frameBytes;
 }
 
+bool WavFile::atEnd() const
+{
+    // The file's own test looks at the end on disk.
+    return QIODevice::atEnd();
+}
+
 qint64 WavFile::readData(char *data, qint64 maxSize)
 {
-    // A read starts at pos(): the device's buffer is empty whenever it asks for more.
+    // Unbuffered, a read starts at pos().
     return QFile::readData(data, qBound(qint64(0), size() - pos(), maxSize));
 }
 

@@ -21,6 +21,7 @@ public:
     // The file's size up to its last whole frame: a sample cut off by the end of the
     // file is not audio, and an output would wait for the rest of it forever.
     qint64 size() const override;
+    bool atEnd() const override;
 
 protected:
     qint64 readData(char *data, qint64 maxSize) override;
