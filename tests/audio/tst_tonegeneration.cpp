@@ -2,6 +2,7 @@
 #include "audio/engine.h"
 #include "audio/tonegeneratordialog.h"
 #include "audio/virtualaudiodevice.h"
+#include "audio/waveform.h"
 #include "support/datarow.h"
 #include "support/testsettings.h"
 
@@ -78,6 +79,17 @@ private slots:
         QCOMPARE(page.findChild<QPushButton *>(QStringLiteral("modeButton"))->menu()->actions(),
                  QList<QAction *>({toneAction, fileAction}));
 
+        // A waveform view attached to the engine as a view of the signal would be.
+        Waveform waveform;
+        waveform.resize(400, 100);
+        waveform.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&waveform));
+        waveform.initialize(engine->format(), audioLength(engine->format(), 100000), 250000);
+        QVERIFY(connect(engine, SIGNAL(bufferChanged(qlonglong, qlonglong, QByteArray)), &waveform,
+                        SLOT(bufferChanged(qlonglong, qlonglong, QByteArray))));
+        QVERIFY(connect(engine, SIGNAL(playPositionChanged(qlonglong)), &waveform,
+                        SLOT(audioPositionChanged(qlonglong))));
+
         // Answers the dialog as the user would, once it shows.
         auto *dialog = page.findChild<ToneGeneratorDialog *>();
         QTimer answer;
@@ -114,6 +126,20 @@ private slots:
         page.findChild<QPushButton *>(QStringLiteral("stopButton"))->click();
         QTRY_VERIFY(ended());
 
+        // Back at the start, the view shows the tone's first quarter second, which
+        // crosses the centre line, and reaches the edges at full scale.
+        const QImage view = waveform.grab().toImage();
+        QList<int> rows; // of the top, middle and bottom ones, those drawn on
+        for (int y : {0, 50, 99}) {
+            for (int x = 0; x < view.width() && !rows.contains(y); ++x)
+                if (view.pixel(x, y) & 0xffffff)
+                    rows << y;
+        }
+        QCOMPARE(rows, amplitude == 1.0 ? QList<int>({0, 50, 99}) : QList<int>({50}));
+        if (frequency == 37) {
+            QDir(QCoreApplication::applicationDirPath()).mkpath(QStringLiteral("screenshots"));
+            view.save(QCoreApplication::applicationDirPath() + "/screenshots/waveform-tone.png");
+        }
         // The first channel of the ten seconds played.
         const int rate = engine->format().sampleRate();
         const int frameBytes = engine->format().bytesPerFrame();
