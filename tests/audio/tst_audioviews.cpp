@@ -1,20 +1,29 @@
-#include "audio/audioutils.h"
+#include "audio/audiowidget.h"
+#include "audio/engine.h"
 #include "audio/spectrograph.h"
 #include "audio/tonegeneratordialog.h"
+#include "audio/virtualaudiodevice.h"
 #include "audio/waveform.h"
 #include "support/datarow.h"
+#include "support/testsettings.h"
 
+#include <QAction>
 #include <QCheckBox>
 #include <QDialogButtonBox>
 #include <QDoubleSpinBox>
+#include <QMenu>
 #include <QPushButton>
 #include <QSlider>
 #include <QSpinBox>
+#include <QtEndian>
 #include <QtTest>
 
 namespace {
 
-// The view logs each tile it draws: the count is what tile reuse is judged by.
+VirtualAudioDevice *virtualDevice = nullptr;
+
+// The waveform view logs each tile it draws: the count is what tile reuse is judged
+// by. Debug lines stay out of the log.
 int tileDraws = 0;
 QtMessageHandler forwardMessage = nullptr;
 void countTileDraws(QtMsgType type, const QMessageLogContext &context, const QString &message)
@@ -132,9 +141,20 @@ QString barsShown(QWidget &graph, int *top = nullptr)
     return bars;
 }
 
+// Rising zero crossings a second over the samples from to to.
+double frequencyOf(const QVector<qint16> &samples, int rate, int from, int to)
+{
+    int crossings = 0;
+    for (int i = from + 1; i < to; ++i)
+        crossings += samples[i - 1] < 0 && samples[i] >= 0;
+    return crossings * double(rate) / (to - from);
+}
+
 } // namespace
 
-// The waveform view, the spectrograph and the tone dialog, judged by what they draw.
+// The waveform view, the spectrograph and the tone dialog, judged by what they draw,
+// and a tone asked for in the dialog played through the page and the engine into a
+// virtual ALSA device standing in for the kit's, which writes its samples into a file.
 class TestAudioViews : public QObject
 {
     Q_OBJECT
@@ -167,11 +187,6 @@ private slots:
             QVERIFY(!peak.contains(50) && !peak.contains(-1));
             QVERIFY(peak.contains(x % 20 ? 0 : 99));
         }
-
-        WaveformView sweep;
-        sweep.view.bufferChanged(0, 4000, sine(50, 800, 4000, 0.8));
-        sweep.view.audioPositionChanged(1000);
-        saveScreenshot(sweep.view, QStringLiteral("waveform.png"));
     }
 
     // The first buffer holds 6400 bytes of a sweep from bufferStart on; the positions
@@ -201,6 +216,7 @@ private slots:
         const QByteArray audio = sine(50, 600, 6400);
         WaveformView whole(400, 1600, 400000);
         whole.view.bufferChanged(0, audio.size(), audio);
+        saveScreenshot(whole.view, QStringLiteral("waveform.png"));
         const QImage expected = whole.image().copy(int(shownFrom / 4), 0, 400, 100);
 
         WaveformView w;
@@ -356,14 +372,12 @@ private slots:
         auto *spinBox = dialog.findChild<QSpinBox *>();
         auto *amplitude = dialog.findChild<QDoubleSpinBox *>();
         QWidget *panel = dialog.findChild<QWidget *>(QStringLiteral("frequencyPanel"));
-        QCOMPARE(sweep->text(), QStringLiteral("Frequency sweep"));
         QVERIFY(!dialog.isFrequencySweepEnabled() && panel->isEnabled());
         QCOMPARE(qMakePair(dialog.frequency(), dialog.amplitude()), qMakePair(100.0, 1.0));
         QCOMPARE(QVariantList({slider->minimum(), slider->maximum(), spinBox->minimum(),
                                spinBox->maximum(), amplitude->minimum(), amplitude->maximum(),
                                amplitude->decimals(), amplitude->singleStep()}),
                  QVariantList({1, 300, 1, 300, 0.0, 1.0, 2, 0.1}));
-        QVERIFY(slider->parent() == panel && spinBox->parent() == panel);
 
         // Slider and spin box move together, within their range.
         for (const auto &[control, value, frequency] :
@@ -378,13 +392,131 @@ private slots:
 
         dialog.show();
         QTest::mouseClick(sweep, Qt::LeftButton);
-        QVERIFY(dialog.isFrequencySweepEnabled() && !panel->isEnabled());
-        QVERIFY(amplitude->isEnabled());
+        QVERIFY(dialog.isFrequencySweepEnabled() && !panel->isEnabled() && amplitude->isEnabled());
         saveScreenshot(dialog, QStringLiteral("tonegeneratordialog.png"));
         QTest::mouseClick(sweep, Qt::LeftButton);
         QVERIFY(!dialog.isFrequencySweepEnabled() && panel->isEnabled());
     }
+
+    void playsTheToneAskedFor_data()
+    {
+        QTest::addColumn<int>("frequency"); // 0: a sweep
+        QTest::addColumn<double>("amplitude");
+        QTest::addColumn<int>("button");
+        const int ok = QDialogButtonBox::Ok;
+        dataRow("100 Hz, full scale", 100, 1.0, ok);
+        dataRow("37 Hz, half scale", 37, 0.5, ok);
+        dataRow("300 Hz, a quarter", 300, 0.25, ok);
+        dataRow("sweep at 0.8", 0, 0.8, ok);
+        dataRow("cancelled", 100, 1.0, int(QDialogButtonBox::Cancel));
+    }
+    void playsTheToneAskedFor()
+    {
+        QFETCH(int, frequency);
+        QFETCH(double, amplitude);
+        QFETCH(int, button);
+        if (QAudioDeviceInfo::availableDevices(QAudio::AudioOutput).isEmpty())
+            QSKIP("ALSA offers no output device on this machine");
+
+        virtualDevice->clearOutputs();
+        AudioWidget page;
+        auto *engine = page.findChild<Engine *>(QStringLiteral("engine"));
+        auto *playButton = page.findChild<QPushButton *>(QStringLiteral("playButton"));
+        page.createModeMenu();
+        auto *toneAction = page.findChild<QAction *>(QStringLiteral("generateToneAction"));
+        auto *fileAction = page.findChild<QAction *>(QStringLiteral("loadFileAction"));
+        QCOMPARE(page.findChild<QPushButton *>(QStringLiteral("modeButton"))->menu()->actions(),
+                 QList<QAction *>({toneAction, fileAction}));
+
+        // A waveform view attached to the engine as a view of the signal would be.
+        WaveformView w;
+        w.view.initialize(engine->format(), audioLength(engine->format(), 100000), 250000);
+        QVERIFY(connect(engine, SIGNAL(bufferChanged(qlonglong, qlonglong, QByteArray)), &w.view,
+                        SLOT(bufferChanged(qlonglong, qlonglong, QByteArray))));
+        QVERIFY(connect(engine, SIGNAL(playPositionChanged(qlonglong)), &w.view,
+                        SLOT(audioPositionChanged(qlonglong))));
+
+        // Answers the dialog as the user would, once it shows.
+        auto *dialog = page.findChild<ToneGeneratorDialog *>();
+        QTimer answer;
+        connect(&answer, &QTimer::timeout, dialog, [&] {
+            if (!dialog->isVisible())
+                return;
+            answer.stop();
+            dialog->findChild<QCheckBox *>()->setChecked(frequency == 0);
+            dialog->findChild<QSpinBox *>()->setValue(qMax(frequency, 1));
+            dialog->findChild<QDoubleSpinBox *>()->setValue(amplitude);
+            dialog->findChild<QDialogButtonBox *>()
+                ->button(QDialogButtonBox::StandardButton(button))
+                ->click();
+        });
+        answer.start(10);
+        toneAction->trigger();
+
+        const bool accepted = button == QDialogButtonBox::Ok;
+        QCOMPARE(toneAction->isChecked(), accepted);
+        QVERIFY(!fileAction->isChecked());
+        QCOMPARE(playButton->isEnabled(), accepted);
+        if (!accepted)
+            return;
+        page.setEnabled(false); // with a tone, Play follows the kit controls
+        QVERIFY(!playButton->isEnabled());
+        page.setEnabled(true);
+
+        QSignalSpy enable(&page, SIGNAL(sigUpdateEnable(bool)));
+        playButton->click();
+        // The tone ends when the engine sees that all of it has been played, or else
+        // the output falls idle when the tone has run out and stays so until Stop.
+        const auto ended = [&] { return !enable.isEmpty() && enable.last().first().toBool(); };
+        QTRY_VERIFY_WITH_TIMEOUT(ended() || engine->state() == QAudio::IdleState, 30000);
+        page.findChild<QPushButton *>(QStringLiteral("stopButton"))->click();
+        QTRY_VERIFY(ended());
+
+        // Back at the start, the view shows the first quarter second: across the centre
+        // line, and from edge to edge at full scale.
+        const QImage view = w.image();
+        QList<int> rows; // of the top, middle and bottom ones, those drawn on
+        for (int y : {0, 50, 99})
+            for (int x = 0; x < view.width() && !rows.contains(y); ++x)
+                if (view.pixel(x, y) & 0xffffff)
+                    rows << y;
+        QCOMPARE(rows, amplitude == 1.0 ? QList<int>({0, 50, 99}) : QList<int>({50}));
+        if (frequency == 37)
+            saveScreenshot(w.view, QStringLiteral("waveform-tone.png"));
+
+        // The first channel of the ten seconds played: its peak, and its frequency in each
+        // second, which for the sweep rises evenly from 1 Hz to 300 Hz.
+        const int rate = engine->format().sampleRate();
+        const int frameBytes = engine->format().bytesPerFrame();
+        const QByteArray out = virtualDevice->kitSamples();
+        QCOMPARE(engine->bufferLength(), qint64(rate) * 10 * frameBytes);
+        QVERIFY(out.size() >= engine->bufferLength());
+        QVector<qint16> samples(rate * 10);
+        int peak = 0;
+        for (int i = 0; i < samples.size(); ++i) {
+            samples[i] = qFromLittleEndian<qint16>(out.constData() + i * frameBytes);
+            peak = qMax(peak, qAbs(int(samples[i])));
+        }
+        QVERIFY2(qAbs(peak / 32767.0 - amplitude) < 0.01, qPrintable(QString::number(peak)));
+        for (int second = 0; second < 10; ++second) {
+            const double measured = frequencyOf(samples, rate, second * rate, (second + 1) * rate);
+            const double expected = frequency ? frequency : 1.0 + 299.0 * (second + 0.5) / 10;
+            QVERIFY2(qAbs(measured - expected) < (frequency ? 1.01 : 2.0),
+                     qPrintable(QStringLiteral("%1 s: %2 Hz").arg(second).arg(measured)));
+        }
+    }
+
+private:
+    TestSettings settings;
 };
 
-QTEST_MAIN(TestAudioViews)
+int main(int argc, char **argv)
+{
+    VirtualAudioDevice device;
+    virtualDevice = &device;
+    QApplication app(argc, argv);
+    TestAudioViews test;
+    return QTest::qExec(&test, argc, argv);
+}
+
 #include "tst_audioviews.moc"
