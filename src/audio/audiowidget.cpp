@@ -6,10 +6,12 @@
 #include "engine.h"
 #include "frequencyspectrum.h"
 #include "progressbar.h"
+#include "tonegeneratordialog.h"
 
 #include <QFileDialog>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QMenu>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QStyle>
@@ -26,8 +28,11 @@ AudioWidget::AudioWidget(QWidget *parent)
       modeButton(new QPushButton(this)), stopButton(new QPushButton(this)),
       stopIcon(style()->standardIcon(QStyle::SP_MediaStop)), playButton(new QPushButton(this)),
       playIcon(style()->standardIcon(QStyle::SP_MediaPlay)),
-      infoMessageLabel(new QLabel(tr("Select a file to play"), this))
+      infoMessageLabel(new QLabel(tr("Select a file to play"), this)),
+      toneGeneratorDialog(new ToneGeneratorDialog(this)), modeMenu(new QMenu(this))
 {
+    toneGeneratorDialog->setObjectName(QStringLiteral("toneGeneratorDialog"));
+    modeMenu->setObjectName(QStringLiteral("modeMenu"));
     engine->setObjectName(QStringLiteral("engine"));
     progressBar->setObjectName(QStringLiteral("progressBar"));
     modeButton->setObjectName(QStringLiteral("modeButton"));
@@ -119,6 +124,8 @@ void AudioWidget::connectUi()
 void AudioWidget::setEnabled(bool enabled)
 {
     modeButton->setEnabled(enabled);
+    if (mode != NoMode)
+        playButton->setEnabled(enabled);
 }
 
 void AudioWidget::rescanAudioDevices()
@@ -201,4 +208,53 @@ void AudioWidget::reset()
 {
     engine->reset();
     progressBar->reset();
+}
+
+void AudioWidget::createModeMenu()
+{
+    if (generateToneAction)
+        return;
+    modeButton->setMenu(modeMenu);
+    generateToneAction = modeMenu->addAction(tr("Play generated tone"));
+    generateToneAction->setObjectName(QStringLiteral("generateToneAction"));
+    generateToneAction->setCheckable(true);
+    loadFileAction = modeMenu->addAction(tr("Play file"));
+    loadFileAction->setObjectName(QStringLiteral("loadFileAction"));
+    loadFileAction->setCheckable(true);
+    connect(generateToneAction, SIGNAL(triggered(bool)), this, SLOT(showToneGeneratorDialog()));
+    connect(loadFileAction, SIGNAL(triggered(bool)), this, SLOT(showFileDialog()));
+}
+
+void AudioWidget::showToneGeneratorDialog()
+{
+    if (toneGeneratorDialog->exec() != QDialog::Accepted) {
+        updateModeMenu();
+        return;
+    }
+    reset();
+    setMode(GenerateToneMode);
+    if (toneGeneratorDialog->isFrequencySweepEnabled()) {
+        engine->generateSweptTone(toneGeneratorDialog->amplitude());
+    } else {
+        Tone tone;
+        tone.frequency = toneGeneratorDialog->frequency();
+        tone.amplitude = toneGeneratorDialog->amplitude();
+        engine->generateTone(tone);
+        updateButtonStates();
+    }
+}
+
+void AudioWidget::updateModeMenu()
+{
+    // The actions exist only once the menu has been made.
+    if (loadFileAction)
+        loadFileAction->setChecked(mode == LoadFileMode);
+    if (generateToneAction)
+        generateToneAction->setChecked(mode == GenerateToneMode);
+}
+
+void AudioWidget::setMode(int mode)
+{
+    this->mode = mode;
+    updateModeMenu();
 }

@@ -9,8 +9,11 @@ class Engine;
 class FrequencySpectrum;
 class ProgressBar;
 class QAudioFormat;
+class QAction;
 class QLabel;
+class QMenu;
 class QPushButton;
+class ToneGeneratorDialog;
 
 // The page "Audio": a message line, the play position, the buttons to choose a WAV
 // file, stop and play it on the kit's audio device, and the kit's output range grid.
@@ -21,6 +24,10 @@ class AudioWidget : public QWidget
 public:
     explicit AudioWidget(QWidget *parent = nullptr);
     ~AudioWidget() override;
+
+    // Turns the file button into a menu that offers a generated tone beside a file.
+    // The page as it stands offers files only and doesn't call it.
+    void createModeMenu();
 
 signals:
     void sigUpdateUi();
@@ -47,12 +54,22 @@ protected:
 
 private slots:
     void showFileDialog();
+    void showToneGeneratorDialog();
     void updateButtonStates();
 
 private:
     void createUi();
     void connectUi();
     void reset();
+
+    enum Mode
+    {
+        NoMode = 0,
+        GenerateToneMode = 1,
+        LoadFileMode = 2
+    };
+    void updateModeMenu();
+    void setMode(int mode);
 
     Engine *engine = nullptr;
     ProgressBar *progressBar = nullptr;
@@ -64,4 +81,10 @@ private:
     QLabel *infoMessageLabel = nullptr;
     int infoMessageTimerId = -1;
     AudioSettingsWidget *audioSettingsWidget = nullptr;
+
+    ToneGeneratorDialog *toneGeneratorDialog = nullptr;
+    int mode = NoMode;
+    QMenu *modeMenu = nullptr;
+    QAction *loadFileAction = nullptr;     // null until createModeMenu
+    QAction *generateToneAction = nullptr; // null until createModeMenu
 };

@@ -1,0 +1,522 @@
+#include "audio/audiowidget.h"
+#include "audio/engine.h"
+#include "audio/spectrograph.h"
+#include "audio/tonegeneratordialog.h"
+#include "audio/virtualaudiodevice.h"
+#include "audio/waveform.h"
+#include "support/datarow.h"
+#include "support/testsettings.h"
+
+#include <QAction>
+#include <QCheckBox>
+#include <QDialogButtonBox>
+#include <QDoubleSpinBox>
+#include <QMenu>
+#include <QPushButton>
+#include <QSlider>
+#include <QSpinBox>
+#include <QtEndian>
+#include <QtTest>
+
+namespace {
+
+VirtualAudioDevice *virtualDevice = nullptr;
+
+// The waveform view logs each tile it draws: the count is what tile reuse is judged
+// by. Debug lines stay out of the log.
+int tileDraws = 0;
+QtMessageHandler forwardMessage = nullptr;
+void countTileDraws(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    tileDraws += message.startsWith(QLatin1String("Waveform::paintTile "));
+    if (type != QtDebugMsg)
+        forwardMessage(type, context, message);
+}
+
+// Where the rendered widgets are written, for a person to look at.
+void saveScreenshot(QWidget &widget, const QString &name)
+{
+    QDir dir(QCoreApplication::applicationDirPath());
+    dir.mkpath(QStringLiteral("screenshots"));
+    widget.grab().save(dir.filePath(QStringLiteral("screenshots/") + name));
+}
+
+QAudioFormat pcm16(int channels)
+{
+    QAudioFormat format;
+    format.setCodec(QStringLiteral("audio/pcm"));
+    format.setSampleRate(8000);
+    format.setChannelCount(channels);
+    format.setSampleSize(16);
+    format.setSampleType(QAudioFormat::SignedInt);
+    format.setByteOrder(QAudioFormat::LittleEndian);
+    return format;
+}
+
+// bytes of 8 kHz mono sine whose frequency rises linearly from startHz to endHz.
+QByteArray sine(double startHz, double endHz, int bytes, double amplitude = 1.0)
+{
+    QByteArray buffer(bytes, 0);
+    generateTone({startHz, endHz, amplitude}, pcm16(1), buffer);
+    return buffer;
+}
+
+// The white rows of column x; {-1} if it holds anything neither white nor black.
+QVector<int> whiteRows(const QImage &image, int x)
+{
+    QVector<int> rows;
+    for (int y = 0; y < image.height(); ++y) {
+        const QRgb pixel = image.pixel(x, y) & 0xffffff;
+        if (pixel && pixel != 0xffffff)
+            return {-1};
+        if (pixel)
+            rows << y;
+    }
+    return rows;
+}
+
+bool isBlack(const QImage &image)
+{
+    QImage black(image.size(), image.format());
+    black.fill(Qt::black);
+    return image == black;
+}
+
+// A 400 x 100 view of 8 kHz audio, 100 ms (1600 bytes of mono, 4 a column) wide, in
+// tiles of tileBytes: by default five tiles of 100 columns.
+struct WaveformView
+{
+    explicit WaveformView(qint64 tileBytes = 400, int width = 400, qint64 windowUs = 100000)
+    {
+        view.resize(width, 100);
+        view.show(); // so that the size is settled before the tiles are made
+        (void)QTest::qWaitForWindowExposed(&view);
+        tileDraws = 0;
+        view.initialize(pcm16(1), tileBytes, windowUs);
+    }
+    QImage image() { return view.grab().toImage(); }
+    Waveform view;
+};
+
+// A spectrum of "frequency:amplitude[:c]" items, c for clipped.
+FrequencySpectrum spectrumOf(const QString &items)
+{
+    const QStringList parts = items.split(' ', Qt::SkipEmptyParts);
+    FrequencySpectrum spectrum(parts.size());
+    for (int i = 0; i < parts.size(); ++i) {
+        const QStringList fields = parts[i].split(':');
+        spectrum[i] = {fields[0].toDouble(), fields[1].toDouble(), 0.0, fields.size() > 2};
+    }
+    return spectrum;
+}
+
+// '.' black, 'b' a bar, 'c' a clipped bar, 's' the selection, 'g' the grid.
+char shade(QRgb pixel)
+{
+    const int r = qRed(pixel), g = qGreen(pixel), b = qBlue(pixel);
+    if ((pixel & 0xffffff) == 0)
+        return '.';
+    if (QColor(pixel) == QColor(202, 202, 64))
+        return 's';
+    if (r > 150 && g > 150 && b < 40)
+        return 'c';
+    return g > 150 && g - r > 60 ? 'b' : 'g';
+}
+
+// Ten bars of 40 columns on 400 x 200, each read low in its middle column; top: the
+// first row of the last bar not black.
+QString barsShown(QWidget &graph, int *top = nullptr)
+{
+    const QImage image = graph.grab().toImage();
+    QString bars;
+    for (int x = 20; x < 400; x += 40) {
+        bars += shade(image.pixel(x, 190));
+        for (int y = 0; top && bars.back() != '.' && y < 200; ++y) {
+            if (shade(image.pixel(x, y)) == bars.back().toLatin1()) {
+                *top = y;
+                break;
+            }
+        }
+    }
+    return bars;
+}
+
+// Rising zero crossings a second over the samples from to to.
+double frequencyOf(const QVector<qint16> &samples, int rate, int from, int to)
+{
+    int crossings = 0;
+    for (int i = from + 1; i < to; ++i)
+        crossings += samples[i - 1] < 0 && samples[i] >= 0;
+    return crossings * double(rate) / (to - from);
+}
+
+} // namespace
+
+// The waveform view, the spectrograph and the tone dialog, judged by what they draw,
+// and a tone asked for in the dialog played through the page and the engine into a
+// virtual ALSA device standing in for the kit's, which writes its samples into a file.
+class TestAudioViews : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { forwardMessage = qInstallMessageHandler(countTileDraws); }
+    void cleanupTestCase() { qInstallMessageHandler(forwardMessage); }
+
+    void waveformDrawsItsSamples()
+    {
+        WaveformView w;
+        QCOMPARE(w.view.sizePolicy().horizontalPolicy(), QSizePolicy::Preferred);
+        QCOMPARE(w.view.sizePolicy().verticalPolicy(), QSizePolicy::Fixed);
+        QCOMPARE(w.view.minimumHeight(), 50);
+        w.view.bufferChanged(0, 2000, QByteArray(2000, 0));
+        QCOMPARE(tileDraws, 5);
+        QImage image = w.image();
+        for (int x = 0; x < 400; ++x) // silence: the centre line alone
+            QCOMPARE(whiteRows(image, x), QVector<int>{50});
+
+        // A full-scale sine of 40 frames (10 columns) a period reaches the top and the
+        // bottom of each tile, crosses the centre at its zeros, and not at its peaks,
+        // the positive ones drawn at the bottom.
+        WaveformView s;
+        s.view.bufferChanged(0, 2000, sine(200, 200, 2000));
+        image = s.image();
+        for (int x = 0; x < 400; x += 10) {
+            QVERIFY(whiteRows(image, x).contains(50));
+            const QVector<int> peak = whiteRows(image, x + 5);
+            QVERIFY(!peak.contains(50) && !peak.contains(-1));
+            QVERIFY(peak.contains(x % 20 ? 0 : 99));
+        }
+    }
+
+    // The first buffer holds 6400 bytes of a sweep from bufferStart on; the positions
+    // go to the view in turn, and its window ends up at shownFrom.
+    void waveformScrollsOverItsTiles_data()
+    {
+        QTest::addColumn<qint64>("bufferStart");
+        QTest::addColumn<QList<qint64>>("positions");
+        QTest::addColumn<qint64>("shownFrom");
+        QTest::addColumn<int>("draws"); // tiles drawn after those of the first buffer
+        using L = QList<qint64>;
+        dataRow("less than a tile: tiles reused", 0LL, L{200}, 200LL, 0);
+        dataRow("past one tile: that one redrawn", 0LL, L{500}, 500LL, 1);
+        dataRow("small steps", 0LL, L{100, 200, 300, 404, 800}, 800LL, 2);
+        dataRow("past the data: its last window", 0LL, L{6000}, 4800LL, 4);
+        dataRow("backwards: all drawn anew", 0LL, L{1200, 400}, 400LL, 3 + 5);
+        dataRow("before the buffer: ignored", 800LL, L{1200, 400}, 1200LL, 3);
+    }
+    void waveformScrollsOverItsTiles()
+    {
+        QFETCH(qint64, bufferStart);
+        QFETCH(QList<qint64>, positions);
+        QFETCH(qint64, shownFrom);
+        QFETCH(int, draws);
+
+        // The whole sweep in one window of the same scale: what any window must show.
+        const QByteArray audio = sine(50, 600, 6400);
+        WaveformView whole(400, 1600, 400000);
+        whole.view.bufferChanged(0, audio.size(), audio);
+        saveScreenshot(whole.view, QStringLiteral("waveform.png"));
+        const QImage expected = whole.image().copy(int(shownFrom / 4), 0, 400, 100);
+
+        WaveformView w;
+        w.view.bufferChanged(bufferStart, audio.size() - bufferStart, audio.mid(bufferStart));
+        const int firstDraws = tileDraws;
+        for (qint64 position : positions)
+            w.view.audioPositionChanged(position);
+        QCOMPARE(tileDraws - firstDraws, draws);
+        QCOMPARE(w.image(), expected);
+    }
+
+    void waveformDrawsWholeTilesOnly()
+    {
+        // Two tiles when one is longer than the window; four for 2.5 tiles.
+        for (const auto &[tileBytes, tiles] : {std::pair<qint64, int>{2000, 2}, {640, 4}}) {
+            WaveformView v(tileBytes);
+            v.view.bufferChanged(0, 8000, QByteArray(8000, 1));
+            QCOMPARE(tileDraws, tiles);
+        }
+        // No window, or tiles far narrower than a pixel: nothing drawn.
+        for (const auto &[tileBytes, windowUs] :
+             {std::pair<qint64, qint64>{400, 0}, {2, 10000000000LL}}) {
+            WaveformView inactive(tileBytes, 400, windowUs);
+            inactive.view.bufferChanged(0, 8000, QByteArray(8000, 1));
+            QVERIFY(tileDraws == 0 && isBlack(inactive.image()));
+        }
+
+        WaveformView w;
+        const QByteArray audio = sine(200, 200, 2000);
+        w.view.bufferChanged(0, 300, audio.left(300)); // shorter than a tile
+        QVERIFY(tileDraws == 0 && isBlack(w.image()));
+        // Shorter than the window: the view stays at 0 and ends where whole tiles do.
+        w.view.bufferChanged(0, 1000, audio.left(1000));
+        w.view.audioPositionChanged(300);
+        QCOMPARE(tileDraws, 2);
+        QImage image = w.image();
+        for (int x = 0; x < 400; ++x)
+            QCOMPARE(whiteRows(image, x).isEmpty(), x >= 200);
+
+        // A new size drops the tiles until the next buffer; so does a new format.
+        w.view.resize(400, 60);
+        QVERIFY(isBlack(w.image()));
+        w.view.bufferChanged(0, 1000, audio.left(1000));
+        QCOMPARE(whiteRows(w.image(), 5).last(), 59);
+        w.view.initialize(pcm16(2), 800, 100000);
+        QVERIFY(isBlack(w.image()));
+        // Stereo: the left channel drawn, the right (inverted here) not.
+        QByteArray stereo;
+        for (int i = 0; i < audio.size(); i += 2)
+            stereo += audio.mid(i, 2) + QByteArray(1, char(~audio[i])) + char(~audio[i + 1]);
+        w.view.resize(400, 100);
+        w.view.bufferChanged(0, stereo.size(), stereo);
+        WaveformView mono;
+        mono.view.bufferChanged(0, audio.size(), audio);
+        QCOMPARE(w.image(), mono.image());
+
+        w.view.reset();
+        w.view.bufferChanged(0, stereo.size(), stereo);
+        QVERIFY(isBlack(w.image()));
+    }
+
+    // Ten bars of 100 Hz from 100 Hz, over a background of zeros every 10 Hz.
+    void spectrographShowsItsSpectrum_data()
+    {
+        QTest::addColumn<QString>("elements");
+        QTest::addColumn<QString>("bars");
+        QTest::addColumn<int>("top");
+        dataRow("one strong frequency", "550:0.9", "....b.....", 26);
+        dataRow("lower bound in the first bar", "100:0.5", "b.........", 100);
+        dataRow("just below the upper bound", "1099.99:0.5", ".........b", 100);
+        dataRow("upper bound in no bar", "1100:0.5", "..........", -1);
+        dataRow("below the range", "99.9:0.5", "..........", -1);
+        dataRow("clipped", "550:0.5:c", "....c.....", 100);
+        dataRow("two in a band: the larger, clipped", "550:0.3:c 560:0.8", "....c.....", 44);
+        dataRow("above full scale: kept in the field", "750:1.5", "......b...", 8);
+    }
+    void spectrographShowsItsSpectrum()
+    {
+        QFETCH(QString, elements);
+        QFETCH(QString, bars);
+        QFETCH(int, top);
+
+        for (int hz = 0; hz < 2000; hz += 10)
+            elements += QStringLiteral(" %1:0").arg(hz);
+        Spectrograph graph;
+        graph.resize(400, 200);
+        QCOMPARE(graph.minimumHeight(), 100);
+        graph.setParams(10, 100, 1100);
+        graph.spectrumChanged(spectrumOf(elements));
+        int shownTop = -1;
+        QCOMPARE(barsShown(graph, &shownTop), bars);
+        QCOMPARE(shownTop, top);
+        graph.spectrumChanged(FrequencySpectrum(0));
+        QCOMPARE(barsShown(graph), "..........");
+    }
+
+    void spectrographSelectsABarForTwoSeconds()
+    {
+        Spectrograph graph;
+        graph.resize(400, 200);
+        graph.setParams(10, 0, 1000);
+        graph.spectrumChanged(spectrumOf("50:0.4 250:1:c 350:0.7 620:0.2 990:0.95"));
+        QSignalSpy messages(&graph, SIGNAL(infoMessage(QString, int)));
+        const auto selected = [&graph](int bar) {
+            return shade(graph.grab().toImage().pixel(bar * 40 + 1, 10)) == 's';
+        };
+        const auto click = [&graph](int x) {
+            QTest::mouseClick(&graph, Qt::LeftButton, {}, QPoint(x, 100));
+        };
+
+        QElapsedTimer clock;
+        clock.start();
+        click(140);
+        QCOMPARE(messages.takeLast(), QVariantList({"300 - 400 Hz", 2000}));
+        QVERIFY(selected(3));
+        QCOMPARE(barsShown(graph), "b.cb..b..b");
+        saveScreenshot(graph, QStringLiteral("spectrograph.png"));
+        QTRY_VERIFY_WITH_TIMEOUT(!selected(3), 4000);
+        QVERIFY(clock.elapsed() >= 1800);
+
+        click(140); // a second click within the 2 s starts them again
+        clock.restart();
+        QTest::qWait(1000);
+        click(299);
+        QCOMPARE(messages.takeLast(), QVariantList({"700 - 800 Hz", 2000}));
+        QVERIFY(selected(7) && !selected(3));
+        QTRY_VERIFY_WITH_TIMEOUT(!selected(7), 5000);
+        QVERIFY(clock.elapsed() >= 2800);
+
+        graph.reset();
+        QCOMPARE(barsShown(graph), "..........");
+        graph.setParams(3, 0, 1000);
+        click(200);
+        QCOMPARE(messages.takeLast(), QVariantList({"333.333 - 666.667 Hz", 2000}));
+        // No bars: the black field, its outline and its nine lines; nothing to select.
+        graph.setParams(0, 0, 1000);
+        messages.clear();
+        click(200);
+        QVERIFY(messages.isEmpty());
+        const QImage image = graph.grab().toImage();
+        for (int y = 0; y < 200; ++y) {
+            QCOMPARE(shade(image.pixel(0, y)), 'g');
+            QCOMPARE(shade(image.pixel(399, y)), 'g');
+            QCOMPARE(shade(image.pixel(201, y)), y % 20 == 0 || y == 199 ? 'g' : '.');
+        }
+    }
+
+    void toneDialog()
+    {
+        ToneGeneratorDialog dialog;
+        auto *sweep = dialog.findChild<QCheckBox *>();
+        auto *slider = dialog.findChild<QSlider *>();
+        auto *spinBox = dialog.findChild<QSpinBox *>();
+        auto *amplitude = dialog.findChild<QDoubleSpinBox *>();
+        QWidget *panel = dialog.findChild<QWidget *>(QStringLiteral("frequencyPanel"));
+        QVERIFY(!dialog.isFrequencySweepEnabled() && panel->isEnabled());
+        QCOMPARE(qMakePair(dialog.frequency(), dialog.amplitude()), qMakePair(100.0, 1.0));
+        QCOMPARE(QVariantList({slider->minimum(), slider->maximum(), spinBox->minimum(),
+                               spinBox->maximum(), amplitude->minimum(), amplitude->maximum(),
+                               amplitude->decimals(), amplitude->singleStep()}),
+                 QVariantList({1, 300, 1, 300, 0.0, 1.0, 2, 0.1}));
+
+        // Slider and spin box move together, within their range.
+        for (const auto &[control, value, frequency] :
+             {std::tuple<QWidget *, int, int>{slider, 250, 250},
+              {spinBox, 7, 7},
+              {spinBox, 1000, 300},
+              {slider, 0, 1}}) {
+            QMetaObject::invokeMethod(control, "setValue", Q_ARG(int, value));
+            QCOMPARE(QVariantList({dialog.frequency(), slider->value(), spinBox->value()}),
+                     QVariantList({double(frequency), frequency, frequency}));
+        }
+
+        dialog.show();
+        QTest::mouseClick(sweep, Qt::LeftButton);
+        QVERIFY(dialog.isFrequencySweepEnabled() && !panel->isEnabled() && amplitude->isEnabled());
+        saveScreenshot(dialog, QStringLiteral("tonegeneratordialog.png"));
+        QTest::mouseClick(sweep, Qt::LeftButton);
+        QVERIFY(!dialog.isFrequencySweepEnabled() && panel->isEnabled());
+    }
+
+    void playsTheToneAskedFor_data()
+    {
+        QTest::addColumn<int>("frequency"); // 0: a sweep
+        QTest::addColumn<double>("amplitude");
+        QTest::addColumn<int>("button");
+        const int ok = QDialogButtonBox::Ok;
+        dataRow("100 Hz, full scale", 100, 1.0, ok);
+        dataRow("37 Hz, half scale", 37, 0.5, ok);
+        dataRow("300 Hz, a quarter", 300, 0.25, ok);
+        dataRow("sweep at 0.8", 0, 0.8, ok);
+        dataRow("cancelled", 100, 1.0, int(QDialogButtonBox::Cancel));
+    }
+    void playsTheToneAskedFor()
+    {
+        QFETCH(int, frequency);
+        QFETCH(double, amplitude);
+        QFETCH(int, button);
+        if (QAudioDeviceInfo::availableDevices(QAudio::AudioOutput).isEmpty())
+            QSKIP("ALSA offers no output device on this machine");
+
+        virtualDevice->clearOutputs();
+        AudioWidget page;
+        auto *engine = page.findChild<Engine *>(QStringLiteral("engine"));
+        auto *playButton = page.findChild<QPushButton *>(QStringLiteral("playButton"));
+        page.createModeMenu();
+        auto *toneAction = page.findChild<QAction *>(QStringLiteral("generateToneAction"));
+        auto *fileAction = page.findChild<QAction *>(QStringLiteral("loadFileAction"));
+        QCOMPARE(page.findChild<QPushButton *>(QStringLiteral("modeButton"))->menu()->actions(),
+                 QList<QAction *>({toneAction, fileAction}));
+
+        // A waveform view attached to the engine as a view of the signal would be.
+        WaveformView w;
+        w.view.initialize(engine->format(), audioLength(engine->format(), 100000), 250000);
+        QVERIFY(connect(engine, SIGNAL(bufferChanged(qlonglong, qlonglong, QByteArray)), &w.view,
+                        SLOT(bufferChanged(qlonglong, qlonglong, QByteArray))));
+        QVERIFY(connect(engine, SIGNAL(playPositionChanged(qlonglong)), &w.view,
+                        SLOT(audioPositionChanged(qlonglong))));
+
+        // Answers the dialog as the user would, once it shows.
+        auto *dialog = page.findChild<ToneGeneratorDialog *>();
+        QTimer answer;
+        connect(&answer, &QTimer::timeout, dialog, [&] {
+            if (!dialog->isVisible())
+                return;
+            answer.stop();
+            dialog->findChild<QCheckBox *>()->setChecked(frequency == 0);
+            dialog->findChild<QSpinBox *>()->setValue(qMax(frequency, 1));
+            dialog->findChild<QDoubleSpinBox *>()->setValue(amplitude);
+            dialog->findChild<QDialogButtonBox *>()
+                ->button(QDialogButtonBox::StandardButton(button))
+                ->click();
+        });
+        answer.start(10);
+        toneAction->trigger();
+
+        const bool accepted = button == QDialogButtonBox::Ok;
+        QCOMPARE(toneAction->isChecked(), accepted);
+        QVERIFY(!fileAction->isChecked());
+        QCOMPARE(playButton->isEnabled(), accepted);
+        if (!accepted)
+            return;
+        page.setEnabled(false); // with a tone, Play follows the kit controls
+        QVERIFY(!playButton->isEnabled());
+        page.setEnabled(true);
+
+        QSignalSpy enable(&page, SIGNAL(sigUpdateEnable(bool)));
+        playButton->click();
+        // The tone ends when the engine sees that all of it has been played, or else
+        // the output falls idle when the tone has run out and stays so until Stop.
+        const auto ended = [&] { return !enable.isEmpty() && enable.last().first().toBool(); };
+        QTRY_VERIFY_WITH_TIMEOUT(ended() || engine->state() == QAudio::IdleState, 30000);
+        page.findChild<QPushButton *>(QStringLiteral("stopButton"))->click();
+        QTRY_VERIFY(ended());
+
+        // Back at the start, the view shows the first quarter second: across the centre
+        // line, and from edge to edge at full scale.
+        const QImage view = w.image();
+        QList<int> rows; // of the top, middle and bottom ones, those drawn on
+        for (int y : {0, 50, 99})
+            for (int x = 0; x < view.width() && !rows.contains(y); ++x)
+                if (view.pixel(x, y) & 0xffffff)
+                    rows << y;
+        QCOMPARE(rows, amplitude == 1.0 ? QList<int>({0, 50, 99}) : QList<int>({50}));
+        if (frequency == 37)
+            saveScreenshot(w.view, QStringLiteral("waveform-tone.png"));
+
+        // The first channel of the ten seconds played: its peak, and its frequency in each
+        // second, which for the sweep rises evenly from 1 Hz to 300 Hz.
+        const int rate = engine->format().sampleRate();
+        const int frameBytes = engine->format().bytesPerFrame();
+        const QByteArray out = virtualDevice->kitSamples();
+        QCOMPARE(engine->bufferLength(), qint64(rate) * 10 * frameBytes);
+        QVERIFY(out.size() >= engine->bufferLength());
+        QVector<qint16> samples(rate * 10);
+        int peak = 0;
+        for (int i = 0; i < samples.size(); ++i) {
+            samples[i] = qFromLittleEndian<qint16>(out.constData() + i * frameBytes);
+            peak = qMax(peak, qAbs(int(samples[i])));
+        }
+        QVERIFY2(qAbs(peak / 32767.0 - amplitude) < 0.01, qPrintable(QString::number(peak)));
+        for (int second = 0; second < 10; ++second) {
+            const double measured = frequencyOf(samples, rate, second * rate, (second + 1) * rate);
+            const double expected = frequency ? frequency : 1.0 + 299.0 * (second + 0.5) / 10;
+            QVERIFY2(qAbs(measured - expected) < (frequency ? 1.01 : 2.0),
+                     qPrintable(QStringLiteral("%1 s: %2 Hz").arg(second).arg(measured)));
+        }
+    }
+
+private:
+    TestSettings settings;
+};
+
+int main(int argc, char **argv)
+{
+    VirtualAudioDevice device;
+    virtualDevice = &device;
+    QApplication app(argc, argv);
+    TestAudioViews test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_audioviews.moc"
