@@ -144,7 +144,8 @@ private slots:
         emit serial->sigExchangeEnded(r.type, end);
         registers->updateSettings();
 
-        QCOMPARE(malformedWrites(before), QStringList());
+        const QStringList problems = malformedWrites(before);
+        QVERIFY2(problems.isEmpty(), qPrintable(problems.join(' ')));
         for (const Channel *channel : qAsConst(channels))
             for (const Register *reg : qAsConst(*channel->registers))
                 for (const Field &field : reg->fields)
