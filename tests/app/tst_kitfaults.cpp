@@ -84,7 +84,7 @@ void TestKitFaults::unplugAfterEachCommand()
     QVERIFY(serial->isConnected());
     auto *press = window.findChild<QPushButton *>(button);
 
-    int ended = 0, unplugAfter = -1;
+    int ended = 0, unplugAfter = -1, failedAfterUnplug = 0;
     QStringList exchanges; // of the last transfer: command, how it ended, how long it took
     qint64 longest = 0;
     connect(serial, &SerialController::sigExchangeEnded, this,
@@ -94,6 +94,9 @@ void TestKitFaults::unplugAfterEachCommand()
                                  .arg(QString::fromLatin1(command.left(2).toHex()))
                                  .arg(int(end))
                                  .arg(ms);
+                const bool failed = end != ExchangeEnd::Written && end != ExchangeEnd::Silence &&
+                                    end != ExchangeEnd::NotConnected;
+                failedAfterUnplug += ended >= unplugAfter && unplugAfter > 0 && failed;
                 if (++ended == unplugAfter)
                     kit.unplug();
             });
@@ -105,7 +108,7 @@ void TestKitFaults::unplugAfterEachCommand()
     QVERIFY2(commands > skip, qPrintable(QStringLiteral("%1 %2").arg(commands).arg(skip)));
 
     for (unplugAfter = skip + 1; unplugAfter <= commands; ++unplugAfter) {
-        ended = 0;
+        ended = failedAfterUnplug = 0;
         exchanges.clear();
         press->click();
         const QString trace = QString::number(unplugAfter) + ": " + exchanges.join(' ');
@@ -114,7 +117,9 @@ void TestKitFaults::unplugAfterEachCommand()
                  qPrintable(trace));
         QVERIFY(!serial->isConnected());
         QCOMPARE(text(window, "connectionLabel"), QStringLiteral("Not Connected"));
-        QVERIFY2(closer.texts().size() <= 1, qPrintable(trace));
+        // One failure reports the loss; the commands after it vanish without a word. (A
+        // write stalled by a loaded machine before the loss may add a message of its own.)
+        QVERIFY2(failedAfterUnplug <= 1, qPrintable(trace));
         closer.clear();
         QCOMPARE(QSettings().status(), QSettings::NoError);
         const QStringList problems = malformedWrites(start);
