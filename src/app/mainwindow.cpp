@@ -302,7 +302,7 @@ void MainWindow::connectUi()
     // Runs after onDeviceConnected, so the whole connection sequence happens while
     // the controls are still disabled.
     connect(serial, &SerialController::sigDeviceConnected, this, &MainWindow::setControlsEnabled);
-    connect(serial, &SerialController::sigExchangeFailed, this, &MainWindow::countLinkFault);
+    connect(serial, &SerialController::sigExchangeEnded, this, &MainWindow::noteExchangeEnd);
 
     connect(registerPage, &RegisterWidget::sigSendRegister, registers,
             &RegisterController::sendRegister);
@@ -314,6 +314,12 @@ void MainWindow::connectUi()
             &RegisterController::updateSettings);
     connect(registerPage, &RegisterWidget::sigRegisterUpdated, this,
             &MainWindow::markPendingChanges);
+
+    for (SerialDispatcher *dispatcher :
+         {static_cast<SerialDispatcher *>(registers), static_cast<SerialDispatcher *>(sensing),
+          static_cast<SerialDispatcher *>(audioSettings)})
+        connect(dispatcher, &SerialDispatcher::sigReplyRejected, this,
+                [this]() { replyRejected = true; });
 
     connect(registers, &RegisterController::sigSetFirmwareId, this, &MainWindow::setFirmwareId);
     connect(registers, &RegisterController::sigSetChipId, this, &MainWindow::setChipId);
@@ -367,6 +373,12 @@ void MainWindow::setControlsEnabled(bool enabled)
     calibratorPage->setEnabled(enabled);
 }
 
+void MainWindow::noteExchangeEnd(ReadType, ExchangeEnd end)
+{
+    if (end != ExchangeEnd::Written && end != ExchangeEnd::Silence)
+        countLinkFault();
+}
+
 void MainWindow::onDeviceConnected(bool connected)
 {
     if (!connected) {
@@ -388,6 +400,10 @@ void MainWindow::onDeviceConnected(bool connected)
     QThread::msleep(PORT_SETTLE_MS);
     serial->sendData(QByteArray("="), 1, 3, ReadFirmwareId);
     serial->sendData(QByteArray("H"), 1, 3, ReadChipId);
+    // Quitting only now lets the chip's message show too; a quit asked for earlier would
+    // close every message box that follows at once.
+    if (firmwareRefused)
+        QCoreApplication::quit();
     markPendingChanges();
 
     oscillatorButton->setText(START_OSCILLATOR);
@@ -395,7 +411,8 @@ void MainWindow::onDeviceConnected(bool connected)
     powerButton->setText(POWER_DOWN);
     outputButton->setText(DISABLE_OUTPUT);
 
-    checkFirstBoot();
+    if (!firmwareRefused) // a refused kit's values are not read into the session
+        checkFirstBoot();
     audioPage->rescanAudioDevices();
 }
 
@@ -404,7 +421,7 @@ void MainWindow::setFirmwareId(QString id)
     if (id != COMPATIBLE_FIRMWARE_VERSION) {
         showWarning(QStringLiteral("Firmware version not compatible \nCurrent version: ") + id +
                     QStringLiteral("\nCompatible version: ") + COMPATIBLE_FIRMWARE_VERSION);
-        QCoreApplication::quit();
+        firmwareRefused = true;
     }
     firmwareLabel->setText(FIRMWARE_PREFIX + id);
 }
@@ -445,6 +462,8 @@ void MainWindow::setChipId(QByteArray data)
                     (unknown ? QStringLiteral("unknown (%1), worked with as C").arg(text)
                              : revisionText(revision)) +
                     QStringLiteral("\nPrevious Revision: ") + revisionText(stored));
+    if (firmwareRefused)
+        return; // the pass ends with 0: the session is neither cleared nor restarted
     QCoreApplication::exit(revision == CHIPID_REV_B ? EXIT_CODE_RESTART_REV_B
                                                     : EXIT_CODE_RESTART_REV_C);
 }
@@ -530,10 +549,11 @@ void MainWindow::loadFromDevice()
 {
     setCursor(Qt::WaitCursor);
     const int faults = linkFaults;
+    replyRejected = false;
     sensing->readSettings();
     audioSettings->read();
     registerPage->readAll();
-    if (serial->isConnected() && linkFaults == faults)
+    if (serial->isConnected() && linkFaults == faults && !replyRejected)
         markUpToDate();
     setCursor(Qt::ArrowCursor);
 }

@@ -1,6 +1,8 @@
 #pragma once
 
+#include "link/exchangeend.h"
 #include "link/portenumerator.h"
+#include "link/readtype.h"
 
 #include <QByteArray>
 #include <QMainWindow>
@@ -84,6 +86,8 @@ private:
     // Sends everything to the kit; true when all of it went out over one unbroken link.
     bool sendEverything();
     void countLinkFault() { ++linkFaults; }
+    // Counts an exchange that did not run its normal course as a link fault.
+    void noteExchangeEnd(ReadType read_type, ExchangeEnd end);
 
     SerialController *serial = nullptr;
     RegisterController *registers = nullptr;
@@ -122,4 +126,10 @@ private:
     // Failed writes and losses of the kit so far; a transfer during which this
     // grows did not reach the kit whole.
     int linkFaults = 0;
+    // Set when a reply of the current load was not stored; the load then leaves the
+    // sync label as it was.
+    bool replyRejected = false;
+    // Set by a firmware the program refuses: the pass ends with 0 once the chip has been
+    // checked as well, and no restart may take its place.
+    bool firmwareRefused = false;
 };
