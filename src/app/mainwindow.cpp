@@ -3,6 +3,7 @@
 #include "audio/audiowidget.h"
 #include "audiosettings/audiosettingscontroller.h"
 #include "constants.h"
+#include "kitlogdock.h"
 #include "link/serialcontroller.h"
 #include "link/wire.h"
 #include "registers/registercontroller.h"
@@ -143,6 +144,8 @@ void MainWindow::createMenus(QVBoxLayout *layout)
     saveAction->setObjectName(QStringLiteral("saveAction"));
     exitAction = fileMenu->addAction(QStringLiteral("Exit"));
     exitAction->setObjectName(QStringLiteral("exitAction"));
+    kitLog = new KitLogDock(serial, this);
+    menus->addMenu(kitLog->createViewMenu(menus));
     QMenu *helpMenu = menus->addMenu(QStringLiteral("&Help"));
     helpMenu->setObjectName(QStringLiteral("helpMenu"));
     aboutAction = helpMenu->addAction(QStringLiteral("About"));

@@ -99,6 +99,7 @@ bool SerialController::isConnected()
         if (!openPort())
             return false;
         connected = true;
+        emit sigLinkChanged(true, serial->portName());
         emit sigDeviceConnected(true);
         return connected;
     }
@@ -107,14 +108,17 @@ bool SerialController::isConnected()
     // One empty enumeration is not taken as a loss of the kit.
     if (!findPort().systemLocation.isEmpty())
         return true;
+    const QString port = serial ? serial->portName() : QString();
     closePort();
     connected = false;
+    emit sigLinkChanged(false, port);
     emit sigDeviceConnected(false);
     return false;
 }
 
 void SerialController::sendData(QByteArray data, int count, int read_data_count, ReadType read_type)
 {
+    emit sigExchangeStarted(data.left(qMax(count, 0)));
     if (!connected || !serial)
         return;
     if (timer)

@@ -29,6 +29,11 @@ signals:
     void sigDeviceConnected(bool connected);
     // One read of a reply; count is the command's read_data_count, not data's size.
     void sigDataRead(QByteArray data, int count, ReadType read_type);
+    // For watchers of the link (the kit log); nothing of the exchange waits on them.
+    // The link is about to announce a change by sigDeviceConnected; port is its name.
+    void sigLinkChanged(bool connected, QString port);
+    // sendData was asked to write these bytes, whether or not a kit is connected.
+    void sigExchangeStarted(QByteArray command);
 
 public slots:
     void startTimer();
