@@ -1,0 +1,299 @@
+#include "app/kitlog.h"
+#include "app/kitlogdock.h"
+#include "app/mainwindow.h"
+#include "link/serialcontroller.h"
+#include "simulatedkit.h"
+#include "support/modalcloser.h"
+#include "support/testsettings.h"
+
+#include <QAction>
+#include <QMenuBar>
+#include <QPushButton>
+#include <QTableView>
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+enum
+{
+    Time = KitLog::TimeColumn,
+    Hex = KitLog::CommandHexColumn,
+    Words = KitLog::CommandColumn,
+    ReplyHex = KitLog::ReplyHexColumn,
+    Records = KitLog::ReplyColumn,
+    End = KitLog::EndColumn
+};
+
+QList<QStringList> logRows(const KitLog *log)
+{
+    QList<QStringList> rows;
+    for (int row = 0; row < log->rowCount(); ++row)
+        rows.append(log->rowTexts(row));
+    return rows;
+}
+
+// The last row whose command bytes are these.
+QStringList lastRow(const KitLog *log, const QString &hex)
+{
+    const QList<QStringList> rows = logRows(log);
+    for (int i = rows.size() - 1; i >= 0; --i) {
+        if (rows.at(i).at(Hex) == hex)
+            return rows.at(i);
+    }
+    return {};
+}
+
+QStringList records(const QStringList &row)
+{
+    QStringList all;
+    for (const QString &piece : row.value(Records).split(KitLog::PieceSeparator))
+        all.append(piece.split(KitLog::RecordSeparator, Qt::SkipEmptyParts));
+    return all;
+}
+
+// "name = value, ..." of a register's fields as the settings file holds them.
+QString storedFields(int channel, const QString &registerName)
+{
+    QSettings settings;
+    QStringList fields;
+    settings.beginReadArray("channels");
+    settings.setArrayIndex(channel);
+    const int count = settings.beginReadArray("registers");
+    for (int i = 0; i < count; ++i) {
+        settings.setArrayIndex(i);
+        if (settings.value("name").toString() != registerName)
+            continue;
+        const int fieldCount = settings.beginReadArray("fields");
+        for (int j = 0; j < fieldCount; ++j) {
+            settings.setArrayIndex(j);
+            fields << settings.value("name").toString() + " = " +
+                          settings.value("value").toString();
+        }
+        settings.endArray();
+    }
+    return fields.join(", ");
+}
+
+// RFC 4180: fields split by commas, quoted fields may hold commas, quotes and line ends.
+QList<QStringList> parseCsv(const QString &text)
+{
+    QList<QStringList> rows;
+    QStringList row;
+    QString field;
+    bool quoted = false;
+    for (int i = 0; i < text.size(); ++i) {
+        const QChar c = text.at(i);
+        if (quoted) {
+            if (c == '"' && text.mid(i + 1, 1) == '"')
+                field += text.at(++i);
+            else if (c == '"')
+                quoted = false;
+            else
+                field += c;
+        } else if (c == '"') {
+            quoted = true;
+        } else if (c == ',') {
+            row << field;
+            field.clear();
+        } else if (c == '\r' && text.mid(i + 1, 1) == '\n') {
+            rows << (row << field);
+            row.clear();
+            field.clear();
+            ++i;
+        } else {
+            field += c;
+        }
+    }
+    return rows;
+}
+
+} // namespace
+
+class TestKitLog : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+    void viewMenuShowsTheDockAndRemembersItApart();
+    void loadFromDeviceIsLoggedAsStored();
+    void registerWriteIsLoggedByteForByte();
+    void csvRoundTrips();
+    void oldestExchangeGoesAfterTheLimit();
+
+private:
+    bool connectWindow();
+    KitLog *log() const { return window->kitLogDock()->log(); }
+
+    TestSettings settings;
+    SimulatedKit kit;
+    std::unique_ptr<MainWindow> window;
+};
+
+void TestKitLog::initTestCase()
+{
+    QApplication::setQuitOnLastWindowClosed(false);
+    QVERIFY(kit.open());
+}
+
+void TestKitLog::init()
+{
+    settings.reset();
+    QSettings session;
+    session.setValue("chipid", 67);
+    session.setValue("first_boot", false);
+}
+
+void TestKitLog::cleanup()
+{
+    window.reset();
+    kit.clearFaults();
+}
+
+bool TestKitLog::connectWindow()
+{
+    window = std::make_unique<MainWindow>(kit.enumerator());
+    QWidget *load = window->findChild<QWidget *>("loadFromDeviceButton");
+    QElapsedTimer clock;
+    clock.start();
+    while (!load->isEnabled() && clock.elapsed() < 5000)
+        QTest::qWait(20);
+    return load->isEnabled();
+}
+
+void TestKitLog::viewMenuShowsTheDockAndRemembersItApart()
+{
+    QVERIFY(connectWindow());
+    QStringList menus;
+    for (QAction *action : window->findChild<QMenuBar *>("menuBar")->actions())
+        menus << action->text();
+    QCOMPARE(menus, QStringList({"&File", "&View", "&Help"}));
+    auto *action = window->findChild<QAction *>("kitLogAction");
+    QCOMPARE(action->text(), QString("Kit Log"));
+    QVERIFY(action->isCheckable() && !action->shortcut().isEmpty());
+
+    // Hidden until asked for; shown, it stays so in the next window.
+    window->show();
+    auto *dock = window->kitLogDock();
+    QVERIFY(!dock->isVisible() && !action->isChecked());
+    action->trigger();
+    QVERIFY(dock->isVisible());
+    QCOMPARE(dock->findChild<QTableView *>("kitLogView")->model(), log());
+    QCOMPARE(window->dockWidgetArea(dock), Qt::BottomDockWidgetArea);
+    QVERIFY(connectWindow());
+    window->show();
+    QVERIFY(window->kitLogDock()->isVisible());
+    window->findChild<QAction *>("kitLogAction")->trigger();
+    QVERIFY(connectWindow());
+    window->show();
+    QVERIFY(!window->kitLogDock()->isVisible());
+
+    QFile session(settings.fileName());
+    QVERIFY(session.open(QIODevice::ReadOnly));
+    QVERIFY(!session.readAll().contains("kit_log"));
+}
+
+void TestKitLog::loadFromDeviceIsLoggedAsStored()
+{
+    QVERIFY(connectWindow());
+    QCOMPARE(lastRow(log(), "3D").value(Records), QString("firmware identifier \"2.3\""));
+    QCOMPARE(lastRow(log(), "48").value(Records), QString("chip identifier 0x246A (revision C)"));
+    QVERIFY(log()->rowTexts(0).value(Words).startsWith("kit connected on "));
+
+    const int before = log()->rowCount();
+    window->findChild<QPushButton *>("loadFromDeviceButton")->click();
+    QStringList commands;
+    for (int row = before; row < log()->rowCount(); ++row)
+        commands << log()->rowTexts(row).value(Hex);
+    QCOMPARE(commands, QStringList({"35", "38", "34"}));
+
+    QSettings stored;
+    const QStringList sensing = records(lastRow(log(), "35"));
+    QCOMPARE(sensing.size(), 38);
+    stored.beginReadArray("sensing");
+    for (const QString &record : sensing) {
+        // "channel B, low_freq_feedback = 100": entry 1 of the sensing array.
+        stored.setArrayIndex(record.section(',', 0, 0) == "channel A" ? 0 : 1);
+        const QString key = record.section(", ", 1).section(" = ", 0, 0);
+        QVERIFY2(qAbs(stored.value(key).toDouble() - record.section(" = ", 1).toDouble()) < 0.005,
+                 qPrintable(record));
+    }
+    stored.endArray();
+    const QStringList audio = records(lastRow(log(), "38"));
+    QCOMPARE(audio.size(), 16);
+    for (const QString &record : audio) {
+        const QString key = "audioplayback/" + record.section(" = ", 0, 0);
+        QVERIFY2(qAbs(stored.value(key).toDouble() - record.section(" = ", 1).toDouble()) < 0.005,
+                 qPrintable(record));
+    }
+    const QStringList registers = records(lastRow(log(), "34"));
+    QCOMPARE(registers.size(), 32);
+    for (const QString &record : registers) {
+        // "channel A, DEADTIME (address 2), 0x466: DHS = 35, DLS = 6"
+        const int channel = record.startsWith("channel A") ? 0 : 1;
+        const QString name = record.section(", ", 1, 1).section(' ', 0, 0);
+        QCOMPARE(record.section(": ", 1), storedFields(channel, name));
+    }
+}
+
+void TestKitLog::registerWriteIsLoggedByteForByte()
+{
+    QVERIFY(connectWindow());
+    kit.clearCommands();
+    window->findChild<QWidget *>("registerWidget")
+        ->findChild<QPushButton *>("sendButton_2")
+        ->click();
+    QVERIFY(kit.waitForCommands(2, 2000));
+    const QByteArray sent = kit.commands().last();
+    QCOMPARE(sent.size(), 4);
+    const QStringList row = lastRow(log(), KitDecoder::hex(sent));
+    QVERIFY2(!row.isEmpty(), qPrintable(KitDecoder::hex(sent)));
+    const quint16 data = quint16(quint8(sent[2]) << 8 | quint8(sent[3])) & 0x0FFF;
+    const QString name = row.value(Words).section(", ", 2, 2).section(' ', 0, 0);
+    QVERIFY(!storedFields(0, name).isEmpty());
+    QCOMPARE(row.value(Words), QString("write register, channel A, %1 (address %2), 0x%3: %4")
+                                   .arg(name)
+                                   .arg(quint8(sent[2]) >> 4)
+                                   .arg(QString::number(data, 16).toUpper().rightJustified(3, '0'))
+                                   .arg(storedFields(0, name)));
+}
+
+void TestKitLog::csvRoundTrips()
+{
+    QVERIFY(connectWindow());
+    window->findChild<QPushButton *>("loadFromDeviceButton")->click();
+    ModalCloser closer;
+    const QString fileName = settings.dir() + "/kitlog"; // the suffix is added
+    closer.answerFileDialogs({fileName});
+    window->show();
+    window->findChild<QAction *>("kitLogAction")->trigger();
+    window->kitLogDock()->findChild<QPushButton *>("saveLogButton")->click();
+    QFile file(fileName + ".csv");
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QList<QStringList> parsed = parseCsv(QString::fromUtf8(file.readAll()));
+    QCOMPARE(parsed.value(0), KitLog::csvHeader());
+    QCOMPARE(parsed.mid(1), logRows(log()));
+    QVERIFY(parsed.size() > 5);
+
+    window->kitLogDock()->findChild<QPushButton *>("clearLogButton")->click();
+    QCOMPARE(log()->rowCount(), 0);
+}
+
+void TestKitLog::oldestExchangeGoesAfterTheLimit()
+{
+    QVERIFY(connectWindow());
+    SerialController *serial = window->serialController();
+    serial->sendData("F", 1, 0, ReadNone);
+    for (int i = 0; i < KitLog::MaxEntries; ++i)
+        serial->sendData("G", 1, 0, ReadNone);
+    QCOMPARE(log()->rowCount(), KitLog::MaxEntries);
+    QCOMPARE(log()->rowTexts(0).value(Hex), QString("47"));
+    QCOMPARE(log()->rowTexts(KitLog::MaxEntries - 1).value(Words), QString("output on"));
+}
+
+QTEST_MAIN(TestKitLog)
+#include "tst_kitlog.moc"
