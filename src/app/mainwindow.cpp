@@ -266,6 +266,12 @@ void MainWindow::connectUi()
     connect(registerPage, &RegisterWidget::sigRegisterUpdated, this,
             &MainWindow::markPendingChanges);
 
+    for (SerialDispatcher *dispatcher :
+         {static_cast<SerialDispatcher *>(registers), static_cast<SerialDispatcher *>(sensing),
+          static_cast<SerialDispatcher *>(audioSettings)})
+        connect(dispatcher, &SerialDispatcher::sigReplyRejected, this,
+                [this]() { replyRejected = true; });
+
     connect(registers, &RegisterController::sigSetFirmwareId, this, &MainWindow::setFirmwareId);
     connect(registers, &RegisterController::sigSetChipId, this, &MainWindow::setChipId);
     connect(registers, &RegisterController::sigActivatedChannels, this,
@@ -446,10 +452,11 @@ void MainWindow::openSettingsFile()
 void MainWindow::loadFromDevice()
 {
     setCursor(Qt::WaitCursor);
+    replyRejected = false;
     sensing->readSettings();
     audioSettings->read();
     registerPage->readAll();
-    if (serial->isConnected())
+    if (serial->isConnected() && !replyRejected)
         markUpToDate();
     setCursor(Qt::ArrowCursor);
 }

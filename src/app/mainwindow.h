@@ -118,4 +118,8 @@ private:
     QLabel *connectionLabel = nullptr;
     QLabel *channelALabel = nullptr;
     QLabel *channelBLabel = nullptr;
+
+    // Set when a reply of the current load was not stored; the load then leaves the
+    // sync label as it was.
+    bool replyRejected = false;
 };

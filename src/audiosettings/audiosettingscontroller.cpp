@@ -15,7 +15,9 @@ const QByteArray ReadCommand("8");
 } // namespace
 
 AudioSettingsController::AudioSettingsController(SerialController *serial, QObject *parent)
-    : SerialDispatcher(serial, parent)
+    : SerialDispatcher(serial, parent), assembler(AudioRecordSize, [](const QByteArray &reply) {
+          return judgeAudioReply(reply, isAudioSettingKey);
+      })
 {
 }
 
@@ -23,19 +25,22 @@ void AudioSettingsController::Dispatch(QByteArray data, int, ReadType type)
 {
     if (type != ReadAudioSettings)
         return;
-    for (const QByteArray &record : assembler.feed(data))
+    assembler.feed(data);
+}
+
+void AudioSettingsController::exchangeEnded(ReadType type, ExchangeEnd end)
+{
+    if (type != ReadAudioSettings)
+        return;
+    for (const QByteArray &record : takeRecords(assembler, type, end))
         storeRecord(record);
 }
 
-// A key of any other form is dropped: send builds its command from the key's
-// characters, and the group holds the sixteen keys alone.
+// Only a record whose key is one of the sixteen gets here: send builds its commands
+// from the key's characters.
 void AudioSettingsController::storeRecord(const QByteArray &record)
 {
-    const int end = record.indexOf('\0');
-    const QString key =
-        QString::fromLatin1(end < 0 ? record : record.left(end)).left(AudioKeyLength);
-    if (!isAudioSettingKey(key))
-        return;
+    const QString key = audioRecordKey(record);
     const float value = bytesToFloat(record.mid(AudioKeyLength, 2));
     {
         QSettings settings;
@@ -55,7 +60,7 @@ void AudioSettingsController::save()
 void AudioSettingsController::read()
 {
     assembler.reset();
-    emit sigSendData(ReadCommand, ReadCommand.size(), ReplyRecordSize, ReadAudioSettings);
+    emit sigSendData(ReadCommand, ReadCommand.size(), AudioRecordSize, ReadAudioSettings);
 }
 
 void AudioSettingsController::send()

@@ -17,14 +17,14 @@ signals:
 
 public slots:
     void Dispatch(QByteArray data, int count, ReadType type) override;
+    // Stores a read's records once its reply has been judged whole.
+    void exchangeEnded(ReadType type, ExchangeEnd end) override;
     void save();
     void read();
     void send();
 
 private:
-    static constexpr int ReplyRecordSize = 13; // eleven key characters, then the value
-
     void storeRecord(const QByteArray &record);
 
-    RecordAssembler assembler{ReplyRecordSize};
+    RecordAssembler assembler;
 };

@@ -1,7 +1,9 @@
 #include "serialcontroller.h"
 
 #include "registerstore.h"
+#include "replyframing.h"
 
+#include <QElapsedTimer>
 #include <QMessageBox>
 #include <QSerialPort>
 #include <QTimer>
@@ -71,6 +73,7 @@ bool SerialController::openPort()
     serial->setParity(QSerialPort::NoParity);
     serial->setStopBits(QSerialPort::OneStop);
     serial->setFlowControl(QSerialPort::NoFlowControl);
+    serial->setReadBufferSize(ReadBufferBytes);
     if (!serial->open(QIODevice::ReadWrite)) {
         closePort();
         return false;
@@ -116,41 +119,96 @@ bool SerialController::isConnected()
     return false;
 }
 
+int SerialController::maxReplyBytes(ReadType read_type, int read_data_count)
+{
+    switch (read_type) {
+    case ReadRegisters:
+        return 2 * 16 * RegisterRecordSize; // two channels of at most sixteen registers
+    case ReadSensing:
+        return 2 * 19 * SensingRecordSize; // two channels of nineteen parameters
+    case ReadAudioSettings:
+        return 16 * AudioRecordSize; // the sixteen output range values
+    default:
+        return 4 * read_data_count; // an identifier or a number: one read, a few at most
+    }
+}
+
+qint64 SerialController::unreadBytes() const
+{
+    return serial ? serial->bytesAvailable() : 0;
+}
+
 void SerialController::sendData(QByteArray data, int count, int read_data_count, ReadType read_type)
 {
     emit sigExchangeStarted(data.left(qMax(count, 0)));
-    if (!connected || !serial)
+    if (!connected || !serial) {
+        emit sigExchangeEnded(read_type, ExchangeEnd::NotConnected);
         return;
+    }
     if (timer)
         timer->stop();
 
-    serial->write(data.constData(), qMin<qint64>(qMax(count, 0), data.size()));
-    if (!serial->waitForBytesWritten(WriteTimeoutMs)) {
-        // The command is lost: left in the buffer, it would reach the kit later,
-        // behind the commands that follow it.
-        serial->clear(QSerialPort::Output);
+    const ExchangeEnd end = exchange(data, count, read_data_count, read_type);
+    emit sigExchangeEnded(read_type, end);
+    if (end == ExchangeEnd::WriteFailed || end == ExchangeEnd::ByteBound ||
+        end == ExchangeEnd::TimeBound) {
+        // A command left unsent would reach the kit later, behind the ones that follow
+        // it, and the rest of a reply cut off here must not reach the next command.
+        if (serial)
+            serial->clear(QSerialPort::AllDirections);
         isConnected();
         QMessageBox box(QMessageBox::Warning, QString(),
                         QStringLiteral("There was an error communicating with the dev kit"),
                         QMessageBox::Ok);
         box.exec();
-        if (timer)
-            timer->start();
-        return;
-    }
-
-    if (read_data_count > 0) {
-        // The reply is over once the kit has been silent for ReplySilenceMs. Each
-        // read is handed on alone, even when it holds less than read_data_count.
-        while (serial && serial->waitForReadyRead(ReplySilenceMs)) {
-            while (serial && serial->bytesAvailable() > 0) {
-                const QByteArray piece = serial->read(read_data_count);
-                if (piece.isEmpty())
-                    break;
-                emit sigDataRead(piece, read_data_count, read_type);
-            }
-        }
     }
     if (timer)
         timer->start();
+}
+
+ExchangeEnd SerialController::exchange(const QByteArray &data, int count, int read_data_count,
+                                       ReadType read_type)
+{
+    // Bytes that came while no command waited belong to no reply.
+    serial->clear(QSerialPort::Input);
+    serial->clearError();
+    serial->write(data.constData(), qMin<qint64>(qMax(count, 0), data.size()));
+    if (!serial->waitForBytesWritten(WriteTimeoutMs))
+        return ExchangeEnd::WriteFailed;
+    if (read_data_count <= 0)
+        return ExchangeEnd::Written;
+    return readReply(read_data_count, read_type);
+}
+
+// The reply is over once the kit has been silent for ReplySilenceMs. Each read is
+// handed on alone, even when it holds less than read_data_count.
+ExchangeEnd SerialController::readReply(int read_data_count, ReadType read_type)
+{
+    const int maxBytes = maxReplyBytes(read_type, read_data_count);
+    int total = 0;
+    QElapsedTimer clock;
+    clock.start();
+    for (;;) {
+        if (!serial)
+            return ExchangeEnd::PortLost;
+        const qint64 left = ExchangeTimeLimitMs - clock.elapsed();
+        if (left <= 0)
+            return ExchangeEnd::TimeBound;
+        const int wait = int(qMin<qint64>(ReplySilenceMs, left));
+        if (!serial->waitForReadyRead(wait)) {
+            const QSerialPort::SerialPortError error = serial->error();
+            if (error != QSerialPort::NoError && error != QSerialPort::TimeoutError)
+                return ExchangeEnd::PortLost;
+            return wait < ReplySilenceMs ? ExchangeEnd::TimeBound : ExchangeEnd::Silence;
+        }
+        while (serial && serial->bytesAvailable() > 0) {
+            const QByteArray piece = serial->read(read_data_count);
+            if (piece.isEmpty())
+                break;
+            total += piece.size();
+            if (total > maxBytes)
+                return ExchangeEnd::ByteBound;
+            emit sigDataRead(piece, read_data_count, read_type);
+        }
+    }
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "exchangeend.h"
 #include "portenumerator.h"
 #include "readtype.h"
 
@@ -21,14 +22,28 @@ public:
     static constexpr int PollIntervalMs = 1000;
     static constexpr int WriteTimeoutMs = 500;
     static constexpr int ReplySilenceMs = 100;
+    // The bounds of one exchange. The kit's longest reply, sixteen audio records, takes
+    // about 220 ms at 9600 baud; a kit still talking after this long is not answering.
+    static constexpr int ExchangeTimeLimitMs = 1000;
+    // Input kept while no command waits; more waits in the driver until the next
+    // command drops it.
+    static constexpr qint64 ReadBufferBytes = 4096;
+
+    // The most bytes that a command's reply can bring back.
+    static int maxReplyBytes(ReadType read_type, int read_data_count);
 
     explicit SerialController(PortEnumerator enumerate = systemPorts, QObject *parent = nullptr);
     ~SerialController() override;
+
+    // Bytes received and not yet read; they are dropped before the next command.
+    qint64 unreadBytes() const;
 
 signals:
     void sigDeviceConnected(bool connected);
     // One read of a reply; count is the command's read_data_count, not data's size.
     void sigDataRead(QByteArray data, int count, ReadType read_type);
+    // The exchange of a command is over, and how; after its last sigDataRead.
+    void sigExchangeEnded(ReadType read_type, ExchangeEnd end);
     // For watchers of the link (the kit log); nothing of the exchange waits on them.
     // The link is about to announce a change by sigDeviceConnected; port is its name.
     void sigLinkChanged(bool connected, QString port);
@@ -41,6 +56,9 @@ public slots:
     bool isConnected();
 
 private:
+    ExchangeEnd exchange(const QByteArray &data, int count, int read_data_count,
+                         ReadType read_type);
+    ExchangeEnd readReply(int read_data_count, ReadType read_type);
     PortCandidate findPort() const;
     bool openPort();
     void closePort();

@@ -141,13 +141,7 @@ void RegisterController::Dispatch(QByteArray data, int count, ReadType type)
     Q_UNUSED(count)
     switch (type) {
     case ReadRegisters:
-        for (const QByteArray &record : records.feed(data)) {
-            const quint8 channel = quint8(record.at(0));
-            const quint8 high = quint8(record.at(1));
-            const quint8 low = quint8(record.at(2));
-            const quint16 value = quint16(((high & 0x0F) << 8) | low);
-            wordToFields(findRegister(channel, high >> 4), value);
-        }
+        records.feed(data);
         break;
     case ReadFirmwareId: {
         const int end = data.indexOf('\0');
@@ -159,6 +153,19 @@ void RegisterController::Dispatch(QByteArray data, int count, ReadType type)
         break;
     default:
         break;
+    }
+}
+
+void RegisterController::exchangeEnded(ReadType type, ExchangeEnd end)
+{
+    if (type != ReadRegisters)
+        return;
+    for (const QByteArray &record : takeRecords(records, type, end)) {
+        const quint8 channel = quint8(record.at(0));
+        const quint8 high = quint8(record.at(1));
+        const quint8 low = quint8(record.at(2));
+        const quint16 value = quint16(((high & 0x0F) << 8) | low);
+        wordToFields(findRegister(channel, high >> 4), value);
     }
 }
 
@@ -176,7 +183,7 @@ void RegisterController::sendRegister(int channel, int address, int value)
 void RegisterController::readRegisters()
 {
     records.reset();
-    send(QByteArray("4"), RecordSize, ReadRegisters);
+    send(QByteArray("4"), RegisterRecordSize, ReadRegisters);
     updateSettings();
 }
 

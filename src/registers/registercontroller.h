@@ -22,7 +22,6 @@ public:
     // Asks the kit to keep both channels' registers in its EEPROM.
     void saveRegisters();
 
-    static constexpr int RecordSize = 3;
     // Bounds on what a settings file edited by hand can make the store hold.
     static constexpr int MaxRegisters = 16;
     static constexpr int MaxFields = 12;
@@ -36,6 +35,8 @@ public slots:
     // Writes the store to the settings, all but editable and hidden.
     void updateSettings();
     void Dispatch(QByteArray data, int count, ReadType type) override;
+    // Stores a register read-back once its reply has been judged whole.
+    void exchangeEnded(ReadType type, ExchangeEnd end) override;
     void powerDown();
     void powerUp();
     void sdoOscillator(int channel, int enable);
@@ -45,5 +46,5 @@ private:
     void loadRegisters();
     void send(const QByteArray &data, int read_data_count = 0, ReadType read_type = ReadNone);
 
-    RecordAssembler records{RecordSize};
+    RecordAssembler records{RegisterRecordSize, judgeRegisterReply};
 };

@@ -26,7 +26,10 @@ QByteArray encodeText(const SensingParameter &parameter, const QString &text)
 } // namespace
 
 SensingController::SensingController(SerialController *serial, QObject *parent)
-    : SerialDispatcher(serial, parent)
+    : SerialDispatcher(serial, parent), assembler(SensingRecordSize, [](const QByteArray &reply) {
+          return judgeSensingReply(
+              reply, [](quint8 code) { return sensingParameterByCode(code) != nullptr; });
+      })
 {
     installSensingDefaults();
 }
@@ -73,7 +76,7 @@ void SensingController::sendSettings(QString channel, QString low_amp_multiplica
 void SensingController::readSettings()
 {
     assembler.reset();
-    emit sigSendData(ReadCommand, ReadCommand.size(), ReplyRecordSize, ReadSensing);
+    emit sigSendData(ReadCommand, ReadCommand.size(), SensingRecordSize, ReadSensing);
     emit sigUpdateUi();
 }
 
@@ -81,7 +84,14 @@ void SensingController::Dispatch(QByteArray data, int, ReadType type)
 {
     if (type != ReadSensing)
         return;
-    for (const QByteArray &record : assembler.feed(data))
+    assembler.feed(data);
+}
+
+void SensingController::exchangeEnded(ReadType type, ExchangeEnd end)
+{
+    if (type != ReadSensing)
+        return;
+    for (const QByteArray &record : takeRecords(assembler, type, end))
         storeRecord(record);
 }
 

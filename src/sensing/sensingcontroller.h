@@ -28,13 +28,13 @@ public slots:
                       QString on_amplitude, QString on_offset, QString on_vmax, QString on_vmin);
     void readSettings();
     void Dispatch(QByteArray data, int count, ReadType type) override;
+    // Stores a read's records once its reply has been judged whole.
+    void exchangeEnded(ReadType type, ExchangeEnd end) override;
     void saveSettings();
     void enableSensing(int enable);
 
 private:
-    static constexpr int ReplyRecordSize = 4; // entry index, parameter code, value
-
     void storeRecord(const QByteArray &record);
 
-    RecordAssembler assembler{ReplyRecordSize};
+    RecordAssembler assembler;
 };

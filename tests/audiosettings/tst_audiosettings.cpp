@@ -79,6 +79,7 @@ private slots:
         dataRow("records cut across reads", a + b.left(6) + ' ' + b.mid(6), first + second);
         dataRow("stale tail does not join the next read", a.left(24) + " | " + b, second);
         dataRow("short tail stores nothing", a.left(24), none);
+        dataRow("first record cut, another follows", a.left(24) + ' ' + b, none);
         dataRow("channel out of range", record("ch2sw0type0", "1770"), none);
         dataRow("zero byte inside the key", record(QByteArray("ch0sw0\0ype0", 11), "1770"), none);
     }

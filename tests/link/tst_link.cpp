@@ -2,6 +2,7 @@
 #include "link/serialdispatcher.h"
 #include "link/wire.h"
 #include "ptykitpeer.h"
+#include "simulatedkit.h"
 #include "support/modalcloser.h"
 
 #include <QtTest>
@@ -34,6 +35,10 @@ class TestLink : public QObject
 private slots:
     void exchange_data();
     void exchange();
+    void bounds_data();
+    void bounds();
+    void realRepliesStayWithinTheBounds();
+    void inputWhileIdleStaysBounded();
     void connection_data();
     void connection();
     void encodings_data();
@@ -116,6 +121,111 @@ void TestLink::exchange()
     QVERIFY(peer.waitForBytes(line == Stalled ? 1 : 2, 2000));
     QTest::qWait(50);
     QCOMPARE(peer.receivedBytes(), QByteArray(line == Stalled ? "G" : "=G"));
+}
+
+void TestLink::bounds_data()
+{
+    QTest::addColumn<int>("readType");
+    QTest::addColumn<int>("replyBytes"); // sent in pieces of pieceBytes, gapMs apart
+    QTest::addColumn<int>("pieceBytes");
+    QTest::addColumn<int>("gapMs");
+    QTest::addColumn<ExchangeEnd>("end");
+    const auto row = [](const char *name, ReadType type, int bytes, int piece, int gap,
+                        ExchangeEnd end) {
+        QTest::newRow(name) << int(type) << bytes << piece << gap << end;
+    };
+    row("a flood of register records", ReadRegisters, 20000, 20000, 0, ExchangeEnd::ByteBound);
+    row("one record too many", ReadSensing, 2 * 19 * 4 + 4, 4, 5, ExchangeEnd::ByteBound);
+    row("audio records trickling", ReadAudioSettings, 400, 1, 15, ExchangeEnd::TimeBound);
+    row("an identifier read twice", ReadFirmwareId, 4, 4, 0, ExchangeEnd::Silence);
+    row("a flood for an identifier", ReadChipId, 5000, 5000, 0, ExchangeEnd::ByteBound);
+}
+
+// A kit that does not stop talking cannot hold the program: past the most bytes the
+// command can bring, or past the time limit, the exchange ends as a failed write does.
+void TestLink::bounds()
+{
+    QFETCH(int, readType);
+    QFETCH(int, replyBytes);
+    QFETCH(int, pieceBytes);
+    QFETCH(int, gapMs);
+    QFETCH(ExchangeEnd, end);
+    ModalCloser closer;
+    PtyKitPeer peer;
+    QVERIFY(peer.open());
+    peer.setHandler([=](const QByteArray &) {
+        QList<PtyKitPeer::ReplyPiece> pieces;
+        for (int at = 0; at < replyBytes; at += pieceBytes)
+            pieces.append({QByteArray(qMin(pieceBytes, replyBytes - at), '\x01'), at ? gapMs : 0});
+        return pieces;
+    });
+    SerialController controller(peer.enumerator());
+    QVERIFY(controller.isConnected());
+    QList<ExchangeEnd> ends;
+    connect(&controller, &SerialController::sigExchangeEnded,
+            [&](ReadType, ExchangeEnd e) { ends << e; });
+    int bytes = 0;
+    connect(&controller, &SerialController::sigDataRead,
+            [&](const QByteArray &data) { bytes += data.size(); });
+
+    QElapsedTimer elapsed;
+    elapsed.start();
+    controller.sendData("4", 1, 3, ReadType(readType));
+    const qint64 ms = elapsed.elapsed();
+
+    QCOMPARE(ends, QList<ExchangeEnd>{end});
+    QVERIFY(bytes <= SerialController::maxReplyBytes(ReadType(readType), 3));
+    const qint64 limit = SerialController::ExchangeTimeLimitMs + SerialController::ReplySilenceMs;
+    QVERIFY2(ms < limit + 300, QByteArray::number(ms));
+    const QString error = QStringLiteral("There was an error communicating with the dev kit");
+    QCOMPARE(closer.texts(), end == ExchangeEnd::Silence ? QStringList() : QStringList{error});
+}
+
+// The largest reply of each read command, at the real line's pace, ends in silence well
+// within both bounds.
+void TestLink::realRepliesStayWithinTheBounds()
+{
+    SimulatedKit kit;
+    QVERIFY(kit.open());
+    kit.setPaced(true);
+    SerialController controller(kit.enumerator());
+    QVERIFY(controller.isConnected());
+    ExchangeEnd end = ExchangeEnd::NotConnected;
+    connect(&controller, &SerialController::sigExchangeEnded,
+            [&](ReadType, ExchangeEnd e) { end = e; });
+    int bytes = 0;
+    connect(&controller, &SerialController::sigDataRead,
+            [&](const QByteArray &data) { bytes += data.size(); });
+    const QList<std::tuple<QByteArray, int, ReadType>> reads{
+        {"4", 3, ReadRegisters}, {"5", 4, ReadSensing}, {"8", 13, ReadAudioSettings}};
+    for (const auto &[command, count, type] : reads) {
+        bytes = 0;
+        QElapsedTimer elapsed;
+        elapsed.start();
+        controller.sendData(command, 1, count, type);
+        const qint64 ms = elapsed.elapsed();
+        QCOMPARE(end, ExchangeEnd::Silence);
+        QVERIFY2(bytes > 0 && bytes <= SerialController::maxReplyBytes(type, count),
+                 QByteArray::number(bytes));
+        QVERIFY2(2 * ms < SerialController::ExchangeTimeLimitMs, QByteArray::number(ms));
+    }
+}
+
+// Bytes that come while no command waits are not kept without bound: a flood waits in
+// the driver, which the next command empties.
+void TestLink::inputWhileIdleStaysBounded()
+{
+    PtyKitPeer peer;
+    QVERIFY(peer.open());
+    peer.setHandler([](const QByteArray &) {
+        return QList<PtyKitPeer::ReplyPiece>{{QByteArray(200000, 'x'), 0}};
+    });
+    SerialController controller(peer.enumerator());
+    QVERIFY(controller.isConnected());
+    controller.sendData("G", 1, 0, ReadNone);
+    QTest::qWait(500);
+    QVERIFY2(controller.unreadBytes() <= SerialController::ReadBufferBytes,
+             QByteArray::number(controller.unreadBytes()));
 }
 
 void TestLink::connection_data()

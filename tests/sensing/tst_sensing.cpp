@@ -121,7 +121,10 @@ private slots:
         // changedKey empty: the settings stay as they were
         columns<QString, QString, double>({"replies", "changedKey", "value"});
         dataRow("real into Custom 0", "003A1770", "sensing/1/off_amplitude", 60.0);
-        dataRow("records cut across reads", "003817 70012325 1C", "sensing/2/on_vmax", 95.0);
+        dataRow("records cut across reads", "003A00 00012325 1C", "sensing/2/on_vmax", 95.0);
+        // Its low byte would be the next record's first: nothing of the reply is stored.
+        dataRow("first record cut, more follow", "003A17 0123251C 003EFC18", "", 0.0);
+        dataRow("a good record before a bad one", "0123251C 00380005", "", 0.0);
         dataRow("negative after a stale tail, which joins nothing", "003A17 | 003EFC18",
                 "sensing/1/off_vmin", -10.0);
         dataRow("short tail stores nothing", "003A17", "", 0.0);

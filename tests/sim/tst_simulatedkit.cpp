@@ -36,6 +36,14 @@ KitSetup chip(quint16 id, const QByteArray &firmware = "2.3")
     };
 }
 
+// The read type a command's reply goes with, which sets the most bytes it may bring.
+ReadType readTypeOf(char command)
+{
+    return QMap<char, ReadType>{{'4', ReadRegisters},  {'5', ReadSensing}, {'8', ReadAudioSettings},
+                                {'=', ReadFirmwareId}, {'H', ReadChipId},  {'B', ReadMaxThreshold}}
+        .value(command, ReadNone);
+}
+
 } // namespace
 
 class TestSimulatedKit : public QObject
@@ -144,8 +152,9 @@ private slots:
     }
 
     // The kit seen by a SerialController. Each row sets a fault up, takes steps ("H3": a
-    // command and the bytes to read; "unplug", "plug", "resume": the kit reads again) and
-    // expects each read, message box and change of connection, and last the commands received.
+    // command and the bytes to read; "unplug", "plug", "resume": the kit reads again; "idle":
+    // 100 ms pass) and expects each read, message box and change of connection, and last the
+    // commands received.
     void faults_data()
     {
         QTest::addColumn<QString>("steps");
@@ -168,12 +177,12 @@ private slots:
         row("no reply", "=3", {"="}, [](SimulatedKit &kit) { kit.setSilent(true); });
         row("pieces with short gaps", "=3 H3", {"2.", "3", "\x24\x6A", "=H"},
             [](SimulatedKit &kit) { kit.setReplyPieces(2, 30); });
-        // After 100 ms of silence the rest of the reply is left for the next exchange.
+        // After 100 ms of silence the reply is over; the rest is dropped before the next command.
         row("long gap inside a reply", "54", {"\x00\x30\x00\x4B"_b, "\x00\x31"_b, "5"},
             [](SimulatedKit &kit) { kit.setReplyGap(6, 250); });
         row("extra record", "A0 B3", {"130", "77", "AB"},
             [](SimulatedKit &kit) { kit.setReplyExtra('B', "77"); });
-        row("stray bytes reach the next exchange", "G0 H3", {"xyz", "\x24\x6A", "GH"},
+        row("stray bytes are dropped before the next command", "G0 idle H3", {"\x24\x6A", "GH"},
             [](SimulatedKit &kit) { kit.setReplyOverride('G', "xyz"); });
         // The stalled command is dropped, so that it cannot reach the kit behind later ones.
         row("stalled write", "G0 resume H3",
@@ -207,8 +216,11 @@ private slots:
                 QVERIFY(kit.plug());
             else if (step == "resume")
                 kit.setReading(true);
+            else if (step == "idle")
+                QTest::qWait(100);
             else
-                controller.sendData(step.left(1).toLatin1(), 1, step.mid(1).toInt(), ReadNone);
+                controller.sendData(step.left(1).toLatin1(), 1, step.mid(1).toInt(),
+                                    readTypeOf(step.at(0).toLatin1()));
             controller.isConnected();
             for (const QString &text : closer.texts())
                 trace << text.toUtf8();
