@@ -1,5 +1,7 @@
 #include "kitlog.h"
 
+#include "link/serialcontroller.h"
+
 #include <QElapsedTimer>
 
 namespace {
@@ -49,13 +51,15 @@ qint64 KitLog::now()
     return processClock.elapsed();
 }
 
-void KitLog::beginExchange(const QByteArray &command)
+void KitLog::beginExchange(const QByteArray &command, int maxReplyBytes)
 {
     Entry entry;
     entry.timeMs = now();
     entry.command = command;
+    entry.maxReplyBytes = maxReplyBytes;
     append(std::move(entry));
     exchangeOpen = true;
+    lastIsExchange = true;
 }
 
 void KitLog::addReplyPiece(const QByteArray &piece)
@@ -67,14 +71,24 @@ void KitLog::addReplyPiece(const QByteArray &piece)
     rowChanged(row, row);
 }
 
-void KitLog::endExchange(const QString &how)
+void KitLog::endExchange(ExchangeEnd end)
 {
     if (!exchangeOpen || entries.empty())
         return;
     exchangeOpen = false;
     Entry &entry = entries.back();
-    entry.end = how;
+    entry.ended = true;
+    entry.end = end;
     entry.durationMs = now() - entry.timeMs;
+    const int row = int(entries.size()) - 1;
+    rowChanged(row, row);
+}
+
+void KitLog::rejectReply(const QString &reason)
+{
+    if (!lastIsExchange || entries.empty())
+        return;
+    entries.back().rejected = reason;
     const int row = int(entries.size()) - 1;
     rowChanged(row, row);
 }
@@ -85,6 +99,7 @@ void KitLog::addEvent(const QString &text)
     entry.timeMs = now();
     entry.event = text;
     append(std::move(entry));
+    lastIsExchange = false;
 }
 
 void KitLog::clear()
@@ -96,16 +111,14 @@ void KitLog::clear()
     entries.clear();
     if (keepOpen)
         entries.push_back(std::move(open));
+    lastIsExchange = keepOpen;
     endResetModel();
 }
 
 void KitLog::append(Entry entry)
 {
-    if (exchangeOpen && !entries.empty()) {
-        // The previous exchange never ended (its end was not reported): close it.
-        entries.back().end = QStringLiteral("unfinished");
-        exchangeOpen = false;
-    }
+    // An exchange whose end was never reported stays without one.
+    exchangeOpen = false;
     if (entries.size() >= size_t(MaxEntries)) {
         beginRemoveRows(QModelIndex(), 0, 0);
         entries.pop_front();
@@ -163,10 +176,48 @@ QString KitLog::cellText(const Entry &entry, int column) const
     case ReplyColumn:
         return replyRecords(entry).join(PieceSeparator);
     case EndColumn:
-        return entry.end;
+        return endWords(entry);
     default:
         return QString();
     }
+}
+
+QString KitLog::endWords(const Entry &entry)
+{
+    if (entry.command.isEmpty())
+        return QString();
+    QString words;
+    if (entry.ended) {
+        switch (entry.end) {
+        case ExchangeEnd::NotConnected:
+            words = QStringLiteral("not sent: no kit connected");
+            break;
+        case ExchangeEnd::Written:
+            words = QStringLiteral("written, no reply read");
+            break;
+        case ExchangeEnd::Silence:
+            words = QStringLiteral("silence after %1 ms").arg(SerialController::ReplySilenceMs);
+            break;
+        case ExchangeEnd::WriteFailed:
+            words = QStringLiteral("write failed: not sent within %1 ms")
+                        .arg(SerialController::WriteTimeoutMs);
+            break;
+        case ExchangeEnd::ByteBound:
+            words = QStringLiteral("bound reached: more than %1 bytes").arg(entry.maxReplyBytes);
+            break;
+        case ExchangeEnd::TimeBound:
+            words = QStringLiteral("bound reached: still sending after %1 ms")
+                        .arg(SerialController::ExchangeTimeLimitMs);
+            break;
+        case ExchangeEnd::PortLost:
+            words = QStringLiteral("port lost");
+            break;
+        }
+    }
+    if (!entry.rejected.isEmpty())
+        words += (words.isEmpty() ? QString() : QStringLiteral("; ")) +
+                 QStringLiteral("framing broke, not stored: ") + entry.rejected;
+    return words;
 }
 
 QStringList KitLog::rowTexts(int row) const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "link/exchangeend.h"
 #include "link/kitdecoder.h"
 
 #include <QAbstractTableModel>
@@ -38,10 +39,14 @@ public:
     // Milliseconds since the program started.
     static qint64 now();
 
-    // An exchange: the command leaves, reply pieces arrive, and it ends.
-    void beginExchange(const QByteArray &command);
+    // An exchange: the command leaves, reply pieces arrive, and it ends. maxReplyBytes
+    // is the bound of bytes that the exchange keeps to.
+    void beginExchange(const QByteArray &command, int maxReplyBytes);
     void addReplyPiece(const QByteArray &piece);
-    void endExchange(const QString &how);
+    void endExchange(ExchangeEnd end);
+    // The reply of the last exchange broke its framing and was not stored. May come
+    // just before or just after the exchange's end.
+    void rejectReply(const QString &reason);
     // A line that is no exchange: the link came or went.
     void addEvent(const QString &text);
     void clear();
@@ -66,15 +71,20 @@ private:
         QByteArray command;     // empty for an event
         QString event;
         QList<QByteArray> pieces;
-        QString end;
+        bool ended = false;
+        ExchangeEnd end = ExchangeEnd::Silence;
+        int maxReplyBytes = 0;
+        QString rejected; // why the reply was not stored
     };
 
     void append(Entry entry);
     QString cellText(const Entry &entry, int column) const;
+    static QString endWords(const Entry &entry);
     QStringList replyRecords(const Entry &entry) const;
     void rowChanged(int first, int last);
 
     KitDecoder decoder;
     std::deque<Entry> entries;
     bool exchangeOpen = false;
+    bool lastIsExchange = false; // the newest row is an exchange, open or ended
 };

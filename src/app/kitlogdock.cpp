@@ -3,6 +3,7 @@
 #include "constants.h"
 #include "kitlog.h"
 #include "link/serialcontroller.h"
+#include "link/serialdispatcher.h"
 #include "sensing/sensingparameters.h"
 
 #include <QAction>
@@ -33,7 +34,8 @@ QString viewSettingsName()
 
 } // namespace
 
-KitLogDock::KitLogDock(SerialController *serial, QMainWindow *window)
+KitLogDock::KitLogDock(SerialController *serial, const QList<SerialDispatcher *> &dispatchers,
+                       QMainWindow *window)
     : QDockWidget(QStringLiteral("Kit Log"), window),
       kitLog(new KitLog(KitDecoder(KitDecoder::registerStore(), sensingNameByCode), this))
 {
@@ -41,7 +43,7 @@ KitLogDock::KitLogDock(SerialController *serial, QMainWindow *window)
     setFeatures(QDockWidget::DockWidgetClosable);
     setAllowedAreas(Qt::BottomDockWidgetArea);
     createUi();
-    connectUi(serial);
+    connectUi(serial, dispatchers);
     window->addDockWidget(Qt::BottomDockWidgetArea, this);
     const bool visible =
         QSettings(QSettings::IniFormat, QSettings::UserScope, ORG_NAME, viewSettingsName())
@@ -97,7 +99,7 @@ void KitLogDock::createUi()
     setWidget(panel);
 }
 
-void KitLogDock::connectUi(SerialController *serial)
+void KitLogDock::connectUi(SerialController *serial, const QList<SerialDispatcher *> &dispatchers)
 {
     connect(saveButton, &QPushButton::clicked, this, &KitLogDock::saveLog);
     connect(clearButton, &QPushButton::clicked, this, &KitLogDock::clearLog);
@@ -109,9 +111,18 @@ void KitLogDock::connectUi(SerialController *serial)
                 log->addEvent(connected ? QStringLiteral("kit connected on %1").arg(port)
                                         : QStringLiteral("kit disconnected from %1").arg(port));
             });
-    connect(serial, &SerialController::sigExchangeStarted, kitLog, &KitLog::beginExchange);
+    connect(serial, &SerialController::sigExchangeStarted, kitLog,
+            [log = kitLog](const QByteArray &command, int read_data_count, ReadType read_type) {
+                log->beginExchange(command,
+                                   SerialController::maxReplyBytes(read_type, read_data_count));
+            });
     connect(serial, &SerialController::sigDataRead, kitLog,
             [log = kitLog](const QByteArray &data) { log->addReplyPiece(data); });
+    connect(serial, &SerialController::sigExchangeEnded, kitLog,
+            [log = kitLog](ReadType, ExchangeEnd end) { log->endExchange(end); });
+    for (SerialDispatcher *dispatcher : dispatchers)
+        connect(dispatcher, &SerialDispatcher::sigReplyRejected, kitLog,
+                [log = kitLog](ReadType, const QString &reason) { log->rejectReply(reason); });
 }
 
 void KitLogDock::followVisibility(bool visible)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDockWidget>
+#include <QList>
 #include <QString>
 
 class KitLog;
@@ -9,6 +10,7 @@ class QMenu;
 class QPushButton;
 class QTableView;
 class SerialController;
+class SerialDispatcher;
 
 // The kit log at the bottom of the main window, with its "View" menu entry, "Save
 // Log..." and "Clear". Hidden until asked for. It remembers its visibility alone, in
@@ -20,8 +22,10 @@ class KitLogDock : public QDockWidget
 public:
     static constexpr int MaxColumnWidth = 600; // px, so that long replies stay readable
 
-    // Places itself in the window's bottom dock area and records the exchanges of serial.
-    KitLogDock(SerialController *serial, QMainWindow *window);
+    // Places itself in the window's bottom dock area and records the exchanges of
+    // serial, with the verdicts of the dispatchers on their replies.
+    KitLogDock(SerialController *serial, const QList<SerialDispatcher *> &dispatchers,
+               QMainWindow *window);
 
     KitLog *log() const { return kitLog; }
     // A "View" menu holding the checkable "Kit Log" entry, owned by parent.
@@ -35,7 +39,7 @@ public:
 
 private:
     void createUi();
-    void connectUi(SerialController *serial);
+    void connectUi(SerialController *serial, const QList<SerialDispatcher *> &dispatchers);
     void followVisibility(bool visible);
     void rememberVisibility(bool visible);
     void followRows();

@@ -144,7 +144,7 @@ void MainWindow::createMenus(QVBoxLayout *layout)
     saveAction->setObjectName(QStringLiteral("saveAction"));
     exitAction = fileMenu->addAction(QStringLiteral("Exit"));
     exitAction->setObjectName(QStringLiteral("exitAction"));
-    kitLog = new KitLogDock(serial, this);
+    kitLog = new KitLogDock(serial, {registers, sensing, audioSettings, calibrator}, this);
     menus->addMenu(kitLog->createViewMenu(menus));
     QMenu *helpMenu = menus->addMenu(QStringLiteral("&Help"));
     helpMenu->setObjectName(QStringLiteral("helpMenu"));

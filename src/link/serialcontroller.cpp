@@ -140,7 +140,7 @@ qint64 SerialController::unreadBytes() const
 
 void SerialController::sendData(QByteArray data, int count, int read_data_count, ReadType read_type)
 {
-    emit sigExchangeStarted(data.left(qMax(count, 0)));
+    emit sigExchangeStarted(data.left(qMax(count, 0)), read_data_count, read_type);
     if (!connected || !serial) {
         emit sigExchangeEnded(read_type, ExchangeEnd::NotConnected);
         return;

@@ -48,7 +48,7 @@ signals:
     // The link is about to announce a change by sigDeviceConnected; port is its name.
     void sigLinkChanged(bool connected, QString port);
     // sendData was asked to write these bytes, whether or not a kit is connected.
-    void sigExchangeStarted(QByteArray command);
+    void sigExchangeStarted(QByteArray command, int read_data_count, ReadType read_type);
 
 public slots:
     void startTimer();

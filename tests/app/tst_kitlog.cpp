@@ -16,6 +16,14 @@
 
 namespace {
 
+enum Fault
+{
+    None,
+    CutReply,
+    Stalled,
+    Flood
+};
+
 enum
 {
     Time = KitLog::TimeColumn,
@@ -122,6 +130,8 @@ private slots:
     void viewMenuShowsTheDockAndRemembersItApart();
     void loadFromDeviceIsLoggedAsStored();
     void registerWriteIsLoggedByteForByte();
+    void endsAreLogged_data();
+    void endsAreLogged();
     void csvRoundTrips();
     void oldestExchangeGoesAfterTheLimit();
 
@@ -260,6 +270,59 @@ void TestKitLog::registerWriteIsLoggedByteForByte()
                                    .arg(quint8(sent[2]) >> 4)
                                    .arg(QString::number(data, 16).toUpper().rightJustified(3, '0'))
                                    .arg(storedFields(0, name)));
+}
+
+void TestKitLog::endsAreLogged_data()
+{
+    QTest::addColumn<int>("fault");
+    QTest::addColumn<QString>("button"); // pressed on the window, or empty for a "B"
+    QTest::addColumn<QString>("hex");    // the exchange looked at
+    QTest::addColumn<QString>("end");    // its end; ending in ": ", the words the reason follows
+
+    QTest::newRow("whole reply") << int(None) << "loadFromDeviceButton"
+                                 << "35"
+                                 << "silence after 100 ms";
+    QTest::newRow("cut reply") << int(CutReply) << "loadFromDeviceButton"
+                               << "35"
+                               << "silence after 100 ms; framing broke, not stored: ";
+    QTest::newRow("write failure") << int(Stalled) << "outputButton"
+                                   << "46"
+                                   << "write failed: not sent within 500 ms";
+    QTest::newRow("reply beyond its bound") << int(Flood) << ""
+                                            << "42"
+                                            << "bound reached: more than 12 bytes";
+    QTest::newRow("no reply read") << int(None) << "outputButton"
+                                   << "46"
+                                   << "written, no reply read";
+}
+
+void TestKitLog::endsAreLogged()
+{
+    QFETCH(int, fault);
+    QFETCH(QString, button);
+    QFETCH(QString, hex);
+    QFETCH(QString, end);
+
+    QVERIFY(connectWindow());
+    ModalCloser closer;
+    if (fault == CutReply) // one record and three bytes of the next
+        kit.setReplyOverride('5', QByteArray::fromHex("00300064013000"));
+    else if (fault == Stalled)
+        kit.setReading(false);
+    else if (fault == Flood)
+        kit.setReplyExtra('B', QByteArray(20, '9'));
+    if (button.isEmpty())
+        window->serialController()->sendData("B", 1, 3, ReadMaxThreshold);
+    else
+        window->findChild<QPushButton *>(button)->click();
+    const QStringList row = lastRow(log(), hex);
+    QVERIFY2(end.endsWith(": ") ? row.value(End).startsWith(end) : row.value(End) == end,
+             qPrintable(row.join(" / ")));
+    if (fault == CutReply) {
+        QCOMPARE(row.value(ReplyHex), QString("00 30 00 64 | 01 30 00"));
+        QCOMPARE(records(row).last(), QString("incomplete record 01 30 00"));
+    }
+    QVERIFY(!row.value(KitLog::DurationColumn).isEmpty());
 }
 
 void TestKitLog::csvRoundTrips()
