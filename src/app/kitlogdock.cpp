@@ -95,6 +95,8 @@ void KitLogDock::createUi()
     view->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     view->horizontalHeader()->setStretchLastSection(true);
     view->horizontalHeader()->setMaximumSectionSize(MaxColumnWidth);
+    // A few rows at least, however tall the pages above are.
+    view->setMinimumHeight(view->verticalHeader()->defaultSectionSize() * MinVisibleRows);
     layout->addWidget(view);
     setWidget(panel);
 }
@@ -134,9 +136,13 @@ void KitLogDock::followVisibility(bool visible)
     if (view->model() == kitLog)
         return;
     view->setModel(kitLog);
-    const int widths[KitLog::ColumnCount] = {80, 70, 160, 330, 160, 330, 140};
+    const int widths[KitLog::ColumnCount] = {75, 70, 110, 380, 200, 400, 170};
     for (int column = 0; column < KitLog::ColumnCount; ++column)
         view->setColumnWidth(column, widths[column]);
+    // How it ended stays in sight next to the command; the long reply comes last.
+    QHeaderView *header = view->horizontalHeader();
+    header->moveSection(header->visualIndex(KitLog::EndColumn),
+                        header->visualIndex(KitLog::ReplyHexColumn));
     view->scrollToBottom();
 }
 

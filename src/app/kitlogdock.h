@@ -21,6 +21,7 @@ class KitLogDock : public QDockWidget
     Q_OBJECT
 public:
     static constexpr int MaxColumnWidth = 600; // px, so that long replies stay readable
+    static constexpr int MinVisibleRows = 6;
 
     // Places itself in the window's bottom dock area and records the exchanges of
     // serial, with the verdicts of the dispatchers on their replies.
