@@ -3,6 +3,7 @@
 #include "app/mainwindow.h"
 #include "link/serialcontroller.h"
 #include "simulatedkit.h"
+#include "support/datarow.h"
 #include "support/modalcloser.h"
 #include "support/testsettings.h"
 
@@ -26,7 +27,6 @@ enum Fault
 
 enum
 {
-    Time = KitLog::TimeColumn,
     Hex = KitLog::CommandHexColumn,
     Words = KitLog::CommandColumn,
     ReplyHex = KitLog::ReplyHexColumn,
@@ -62,58 +62,44 @@ QStringList records(const QStringList &row)
 }
 
 // "name = value, ..." of a register's fields as the settings file holds them.
-QString storedFields(int channel, const QString &registerName)
+QString storedFields(int channel, const QString &name)
 {
-    QSettings settings;
-    QStringList fields;
-    settings.beginReadArray("channels");
-    settings.setArrayIndex(channel);
-    const int count = settings.beginReadArray("registers");
-    for (int i = 0; i < count; ++i) {
-        settings.setArrayIndex(i);
-        if (settings.value("name").toString() != registerName)
+    const QSettings stored;
+    const QString registers = QString("channels/%1/registers/").arg(channel + 1);
+    for (int i = 1; i <= stored.value(registers + "size").toInt(); ++i) {
+        if (stored.value(registers + QString("%1/name").arg(i)).toString() != name)
             continue;
-        const int fieldCount = settings.beginReadArray("fields");
-        for (int j = 0; j < fieldCount; ++j) {
-            settings.setArrayIndex(j);
-            fields << settings.value("name").toString() + " = " +
-                          settings.value("value").toString();
-        }
-        settings.endArray();
+        QStringList fields;
+        const QString field = registers + QString("%1/fields/%2/").arg(i);
+        for (int j = 1; j <= stored.value(field.arg("size").chopped(1)).toInt(); ++j)
+            fields << stored.value(field.arg(j) + "name").toString() + " = " +
+                          stored.value(field.arg(j) + "value").toString();
+        return fields.join(", ");
     }
-    return fields.join(", ");
+    return QString();
 }
 
-// RFC 4180: fields split by commas, quoted fields may hold commas, quotes and line ends.
+// RFC 4180: quoted fields may hold commas, doubled quotes and line ends; rows end in CRLF.
 QList<QStringList> parseCsv(const QString &text)
 {
-    QList<QStringList> rows;
-    QStringList row;
+    QList<QStringList> rows{{}};
     QString field;
     bool quoted = false;
     for (int i = 0; i < text.size(); ++i) {
         const QChar c = text.at(i);
-        if (quoted) {
-            if (c == '"' && text.mid(i + 1, 1) == '"')
-                field += text.at(++i);
-            else if (c == '"')
-                quoted = false;
-            else
-                field += c;
-        } else if (c == '"') {
-            quoted = true;
-        } else if (c == ',') {
-            row << field;
+        if (c == '"' && quoted && text.mid(i + 1, 1) == "\"")
+            field += text.at(++i);
+        else if (c == '"')
+            quoted = !quoted;
+        else if (!quoted && (c == ',' || text.mid(i, 2) == "\r\n")) {
+            rows.last() << field;
             field.clear();
-        } else if (c == '\r' && text.mid(i + 1, 1) == '\n') {
-            rows << (row << field);
-            row.clear();
-            field.clear();
-            ++i;
-        } else {
+            if (c == '\r' && ++i)
+                rows << QStringList();
+        } else
             field += c;
-        }
     }
+    rows.removeLast(); // after the last line end
     return rows;
 }
 
@@ -221,23 +207,18 @@ void TestKitLog::loadFromDeviceIsLoggedAsStored()
         commands << log()->rowTexts(row).value(Hex);
     QCOMPARE(commands, QStringList({"35", "38", "34"}));
 
-    QSettings stored;
-    const QStringList sensing = records(lastRow(log(), "35"));
-    QCOMPARE(sensing.size(), 38);
-    stored.beginReadArray("sensing");
-    for (const QString &record : sensing) {
-        // "channel B, low_freq_feedback = 100": entry 1 of the sensing array.
-        stored.setArrayIndex(record.section(',', 0, 0) == "channel A" ? 0 : 1);
-        const QString key = record.section(", ", 1).section(" = ", 0, 0);
-        QVERIFY2(qAbs(stored.value(key).toDouble() - record.section(" = ", 1).toDouble()) < 0.005,
-                 qPrintable(record));
-    }
-    stored.endArray();
-    const QStringList audio = records(lastRow(log(), "38"));
-    QCOMPARE(audio.size(), 16);
-    for (const QString &record : audio) {
-        const QString key = "audioplayback/" + record.section(" = ", 0, 0);
-        QVERIFY2(qAbs(stored.value(key).toDouble() - record.section(" = ", 1).toDouble()) < 0.005,
+    // "channel B, low_freq_feedback = 100" is a value of entry 2 of the sensing array,
+    // "ch0sw1type2 = 1.5" one of the group audioplayback.
+    const QStringList values = records(lastRow(log(), "35")) + records(lastRow(log(), "38"));
+    QCOMPARE(values.size(), 38 + 16);
+    for (const QString &record : values) {
+        const QString key =
+            record.startsWith("channel ")
+                ? QString("sensing/%1/").arg(record.startsWith("channel A") ? 1 : 2) +
+                      record.section(", ", 1).section(" = ", 0, 0)
+                : "audioplayback/" + record.section(" = ", 0, 0);
+        QVERIFY2(qAbs(QSettings().value(key).toDouble() - record.section(" = ", 1).toDouble()) <
+                     0.005,
                  qPrintable(record));
     }
     const QStringList registers = records(lastRow(log(), "34"));
@@ -279,21 +260,13 @@ void TestKitLog::endsAreLogged_data()
     QTest::addColumn<QString>("hex");    // the exchange looked at
     QTest::addColumn<QString>("end");    // its end; ending in ": ", the words the reason follows
 
-    QTest::newRow("whole reply") << int(None) << "loadFromDeviceButton"
-                                 << "35"
-                                 << "silence after 100 ms";
-    QTest::newRow("cut reply") << int(CutReply) << "loadFromDeviceButton"
-                               << "35"
-                               << "silence after 100 ms; framing broke, not stored: ";
-    QTest::newRow("write failure") << int(Stalled) << "outputButton"
-                                   << "46"
-                                   << "write failed: not sent within 500 ms";
-    QTest::newRow("reply beyond its bound") << int(Flood) << ""
-                                            << "42"
-                                            << "bound reached: more than 12 bytes";
-    QTest::newRow("no reply read") << int(None) << "outputButton"
-                                   << "46"
-                                   << "written, no reply read";
+    dataRow("whole reply", int(None), "loadFromDeviceButton", "35", "silence after 100 ms");
+    dataRow("cut reply", int(CutReply), "loadFromDeviceButton", "35",
+            "silence after 100 ms; framing broke, not stored: ");
+    dataRow("write failure", int(Stalled), "outputButton", "46",
+            "write failed: not sent within 500 ms");
+    dataRow("reply beyond its bound", int(Flood), "", "42", "bound reached: more than 12 bytes");
+    dataRow("no reply read", int(None), "outputButton", "46", "written, no reply read");
 }
 
 void TestKitLog::endsAreLogged()
