@@ -136,7 +136,7 @@ void KitLogDock::followVisibility(bool visible)
     if (view->model() == kitLog)
         return;
     view->setModel(kitLog);
-    const int widths[KitLog::ColumnCount] = {75, 70, 110, 380, 200, 400, 170};
+    const int widths[KitLog::ColumnCount] = {70, 65, 95, 290, 170, 400, 145};
     for (int column = 0; column < KitLog::ColumnCount; ++column)
         view->setColumnWidth(column, widths[column]);
     // How it ended stays in sight next to the command; the long reply comes last.
