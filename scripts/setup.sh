@@ -4,6 +4,13 @@
 set -euo pipefail
 
 KTR_ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+# KTR_SANITIZE=1 builds with AddressSanitizer and UndefinedBehaviorSanitizer, leak
+# checking on, into a folder of its own.
+ktr_cmake_options=()
+if [ "${KTR_SANITIZE:-0}" = 1 ]; then
+    KTR_BUILD="${KTR_BUILD:-$KTR_ROOT/build-asan}"
+    ktr_cmake_options+=(-DKTR_SANITIZE=ON)
+fi
 KTR_BUILD="${KTR_BUILD:-$KTR_ROOT/build}"
 
 ktr_packages=(cmake g++ make qtbase5-dev libqt5serialport5-dev qtmultimedia5-dev
@@ -24,6 +31,7 @@ ktr_install_missing() {
 }
 
 ktr_build() {
-    cmake -S "$KTR_ROOT" -B "$KTR_BUILD" -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@"
+    cmake -S "$KTR_ROOT" -B "$KTR_BUILD" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+        "${ktr_cmake_options[@]}" "$@"
     cmake --build "$KTR_BUILD" -j"$(nproc)"
 }

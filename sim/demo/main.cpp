@@ -1,6 +1,6 @@
 #include "app/runapplication.h"
+#include "fixedport.h"
 #include "kitoptions.h"
-#include "link/serialcontroller.h"
 #include "simulatedkit.h"
 
 #include <QDir>
@@ -32,19 +32,6 @@ void printHelp(const char *program)
             .arg(QString::fromLocal8Bit(program), kitOptionsHelp(KitOptionSet::Demo),
                  QDir::toNativeSeparators(demoFolder()));
     std::fputs(text.toLocal8Bit().constData(), stdout);
-}
-
-// Lists the given device as the kit, whatever it really is.
-PortEnumerator fixedPort(const QString &path)
-{
-    return [path]() {
-        PortCandidate port;
-        port.systemLocation = path;
-        port.hasIdentifiers = true;
-        port.vendorIdentifier = SerialController::KitVendorId;
-        port.productIdentifier = SerialController::KitProductId;
-        return QList<PortCandidate>{port};
-    };
 }
 
 } // namespace

@@ -344,6 +344,10 @@ void MainWindow::onDeviceConnected(bool connected)
     QThread::msleep(PORT_SETTLE_MS);
     serial->sendData(QByteArray("="), 1, 3, ReadFirmwareId);
     serial->sendData(QByteArray("H"), 1, 3, ReadChipId);
+    // Quitting only now lets the chip's message show too; a quit asked for earlier would
+    // close every message box that follows at once.
+    if (firmwareRefused)
+        QCoreApplication::quit();
     markPendingChanges();
 
     oscillatorButton->setText(START_OSCILLATOR);
@@ -351,7 +355,8 @@ void MainWindow::onDeviceConnected(bool connected)
     powerButton->setText(POWER_DOWN);
     outputButton->setText(DISABLE_OUTPUT);
 
-    checkFirstBoot();
+    if (!firmwareRefused) // a refused kit's values are not read into the session
+        checkFirstBoot();
     audioPage->rescanAudioDevices();
 }
 
@@ -360,7 +365,7 @@ void MainWindow::setFirmwareId(QString id)
     if (id != COMPATIBLE_FIRMWARE_VERSION) {
         showWarning(QStringLiteral("Firmware version not compatible \nCurrent version: ") + id +
                     QStringLiteral("\nCompatible version: ") + COMPATIBLE_FIRMWARE_VERSION);
-        QCoreApplication::quit();
+        firmwareRefused = true;
     }
     firmwareLabel->setText(FIRMWARE_PREFIX + id);
 }
@@ -386,6 +391,8 @@ void MainWindow::setChipId(QByteArray data)
     showWarning(QStringLiteral("Chip ID revision has changed\nCurrent Revision: ") +
                 QChar(quint16(revision)) + QStringLiteral("\nPrevious Revision: ") +
                 QChar(quint16(stored)));
+    if (firmwareRefused)
+        return; // the pass ends with 0: the session is neither cleared nor restarted
     QCoreApplication::exit(revision == CHIPID_REV_B ? EXIT_CODE_RESTART_REV_B
                                                     : EXIT_CODE_RESTART_REV_C);
 }

@@ -122,4 +122,7 @@ private:
     // Set when a reply of the current load was not stored; the load then leaves the
     // sync label as it was.
     bool replyRejected = false;
+    // Set by a firmware the program refuses: the pass ends with 0 once the chip has been
+    // checked as well, and no restart may take its place.
+    bool firmwareRefused = false;
 };

@@ -29,7 +29,8 @@ struct Register
     Register() : address(0) {}
 };
 
-// The holder of one output channel's registers; the list owns its registers.
+// The holder of one output channel's registers. The list and its registers belong
+// to the SerialController of the pass; null when no pass has one.
 struct Channel
 {
     QList<Register *> *registers = nullptr;

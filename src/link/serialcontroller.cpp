@@ -8,26 +8,22 @@
 #include <QSerialPort>
 #include <QTimer>
 
-QList<Channel *> channels;
-
 namespace {
 
-// Gives channels A and B new, empty register lists. The lists of an earlier pass
-// are left as they are: nothing of that pass may still point into them.
-void prepareRegisterStore()
-{
-    while (channels.size() < 2)
-        channels.append(new Channel);
-    for (Channel *channel : qAsConst(channels))
-        channel->registers = new QList<Register *>;
-}
+// The two channels last as long as the process; their register lists belong to the
+// SerialController of the pass that made them.
+Channel channelA, channelB;
 
 } // namespace
 
+QList<Channel *> channels{&channelA, &channelB};
+
+// Gives channels A and B new, empty register lists, owned by this controller.
 SerialController::SerialController(PortEnumerator enumerate, QObject *parent)
     : QObject(parent), enumerate(std::move(enumerate)), timer(new QTimer(this))
 {
-    prepareRegisterStore();
+    for (int i = 0; i < channels.size() && i < int(registerLists.size()); ++i)
+        channels.at(i)->registers = &registerLists[size_t(i)];
 }
 
 SerialController::~SerialController()
@@ -35,6 +31,14 @@ SerialController::~SerialController()
     delete timer;
     timer = nullptr;
     closePort();
+    // The store is left empty rather than pointing at freed registers; a later pass
+    // has already put its own lists in place.
+    for (QList<Register *> &list : registerLists) {
+        for (Channel *channel : qAsConst(channels))
+            if (channel->registers == &list)
+                channel->registers = nullptr;
+        qDeleteAll(list);
+    }
 }
 
 void SerialController::startTimer()

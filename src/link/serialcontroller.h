@@ -5,9 +5,12 @@
 #include "readtype.h"
 
 #include <QByteArray>
+#include <QList>
 #include <QObject>
+#include <array>
 
 class QSerialPort;
+struct Register;
 class QTimer;
 
 // Owns the serial port to the kit: finds the kit among the ports present, opens
@@ -67,4 +70,6 @@ private:
     QSerialPort *serial = nullptr;
     QTimer *timer = nullptr;
     bool connected = false;
+    // The register store's lists for this pass (see registerstore.h), channel A first.
+    std::array<QList<Register *>, 2> registerLists;
 };

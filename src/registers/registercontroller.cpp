@@ -27,7 +27,10 @@ void writeFields(QSettings &settings, const QList<Field> &fields)
         settings.setArrayIndex(j);
         settings.setValue(FIELD_NAME_KEY, field.name);
         settings.setValue(FIELD_VALUE_KEY, field.value);
-        settings.setValue(FIELD_LENGTH_KEY, field.length);
+        // A width the store cannot have come from a file edited by hand; a length of 0 is
+        // what a missing key reads as, and it is not written back as if it were one.
+        if (field.length >= 1 && field.length <= RegisterDataBits)
+            settings.setValue(FIELD_LENGTH_KEY, field.length);
         settings.setValue(FIELD_MIN_KEY, field.min);
         settings.setValue(FIELD_MAX_KEY, field.max);
         settings.setValue(FIELD_DESCRIPTION_KEY, field.description);
@@ -54,6 +57,15 @@ void seedSettings(QSettings &settings, const QList<Register> &table)
     }
     settings.endArray();
     settings.sync();
+}
+
+// Stands on entry `index` of the open array and tells whether the entry has nothing in
+// it: an array whose size claims more entries than it holds ends there, rather than
+// growing empty registers and fields that a write-back would then put into the file.
+bool isMissingEntry(QSettings &settings, int index)
+{
+    settings.setArrayIndex(index);
+    return settings.childKeys().isEmpty() && settings.childGroups().isEmpty();
 }
 
 quint16 readNumber(const QSettings &settings, const QString &key)
@@ -88,16 +100,14 @@ void RegisterController::loadRegisters()
             continue;
         settings.setArrayIndex(channel);
         const int registerCount = qMin(settings.beginReadArray(REGISTERS_KEY), MaxRegisters);
-        for (int i = 0; i < registerCount; ++i) {
-            settings.setArrayIndex(i);
+        for (int i = 0; i < registerCount && !isMissingEntry(settings, i); ++i) {
             auto *reg = new Register;
             reg->address = readNumber(settings, REGISTER_ADDRESS_KEY) & 0xF;
             reg->name = settings.value(REGISTER_NAME_KEY).toString();
             reg->editable = settings.value(REGISTER_EDITABLE_KEY, false).toBool();
             reg->hidden = settings.value(REGISTER_HIDDEN_KEY, false).toBool();
             const int fieldCount = qMin(settings.beginReadArray(FIELDS_KEY), MaxFields);
-            for (int j = 0; j < fieldCount; ++j) {
-                settings.setArrayIndex(j);
+            for (int j = 0; j < fieldCount && !isMissingEntry(settings, j); ++j) {
                 Field field;
                 field.name = settings.value(FIELD_NAME_KEY).toString();
                 field.value = readNumber(settings, FIELD_VALUE_KEY);

@@ -164,6 +164,15 @@ void TestMainWindow::connection_data()
     row("other firmware quits", revC, 0,
         "Firmware version not compatible \nCurrent version: 2.2\nCompatible version: 2.3",
         {"Firmware ID: 2.2", chipC, "= H", idle});
+    // Both messages in turn; the session is neither restarted nor cleared.
+    row("other firmware and another chip", revC, 0,
+        "Firmware version not compatible \nCurrent version: 2.2\nCompatible version: 2.3|" +
+            changed.arg("B", "C"),
+        {"Firmware ID: 2.2", chipB, "= H", idle});
+    row("other firmware and an unknown chip", revC, 0,
+        "Firmware version not compatible \nCurrent version: 2.4\nCompatible version: 2.3|" +
+            changed.arg(QChar(0)).arg("C"),
+        {"Firmware ID: 2.4", "Chip ID: 0x12AB", "= H", idle});
     row("revision B on a revision C session", revC, EXIT_CODE_RESTART_REV_B, changed.arg("B", "C"),
         {id, chipB, "= H", idle});
     row("revision C on a revision B session", revB, EXIT_CODE_RESTART_REV_C, changed.arg("C", "B"),
@@ -218,6 +227,7 @@ void TestMainWindow::connection()
                               look(window, "connectionLabel")}),
                  shown + QStringList{"Connected" + Green});
     QCOMPARE(closer.texts().join('|'), message);
+    QCOMPARE(QSettings().value(CHIPID_KEY).toByteArray(), session.mid(7, 2));
     QCOMPARE(window.cursor().shape(), Qt::ArrowCursor);
     QTimer::singleShot(0, window.findChild<QAction *>("exitAction"), &QAction::trigger);
     QCOMPARE(runLoop(300, [] { return false; }), 0);

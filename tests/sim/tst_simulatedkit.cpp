@@ -1,3 +1,4 @@
+#include "fixedport.h"
 #include "kitoptions.h"
 #include "link/serialcontroller.h"
 #include "simulatedkit.h"
@@ -227,6 +228,33 @@ private slots:
             closer.clear();
         }
         QCOMPARE(trace << kit.commands().join(), seen);
+    }
+
+    // The demo's --port: a device that goes away is seen to go, once, and found again
+    // when it comes back under the same path.
+    void fixedPortFollowsTheDevice()
+    {
+        SimulatedKit kit;
+        QVERIFY(kit.open());
+        QTemporaryDir dir;
+        const QString path = dir.filePath("ttyKit");
+        QVERIFY(QFile::link(kit.slavePath(), path));
+        QVERIFY(fixedPort(dir.filePath("absent"))().isEmpty());
+        QVERIFY(fixedPort(dir.path())().isEmpty()); // a folder cannot be the kit
+        SerialController controller(fixedPort(path));
+        QSignalSpy connection(&controller, &SerialController::sigDeviceConnected);
+        QVERIFY(controller.isConnected());
+        ModalCloser closer;
+
+        kit.unplug();
+        QTRY_VERIFY(fixedPort(path)().isEmpty()); // the node goes once the peer lets go
+        for (int i = 0; i < 20; ++i)              // a batch: one message at most, then nothing
+            controller.sendData("G", 1, 0, ReadNone);
+        QVERIFY(!controller.isConnected());
+        QVERIFY2(closer.texts().size() <= 1, qPrintable(closer.texts().join('|')));
+        QVERIFY(QFile::remove(path) && kit.plug() && QFile::link(kit.slavePath(), path));
+        QVERIFY(controller.isConnected());
+        QCOMPARE(connection.count(), 3);
     }
 };
 

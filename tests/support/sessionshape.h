@@ -1,0 +1,85 @@
+#pragma once
+
+#include "audiosettings/audiosettingskeys.h"
+#include "sensing/sensingparameters.h"
+
+#include <QMap>
+#include <QRegularExpression>
+#include <QSettings>
+#include <QStringList>
+
+// Every key of the default settings file with its value as text.
+inline QMap<QString, QString> sessionSnapshot()
+{
+    QSettings settings;
+    QMap<QString, QString> values;
+    for (const QString &key : settings.allKeys())
+        values.insert(key, settings.value(key).toString());
+    return values;
+}
+
+// Why a key and its value have a form that the program must never write, or an empty
+// text when it may: an unknown key, a number that is none, or one beyond the width of
+// its register field or the range of its encoding.
+inline QString sessionShapeProblem(const QString &key, const QString &value)
+{
+    bool ok = false;
+    const uint number = value.toUInt(&ok);
+    const double real = value.toDouble();
+    const auto unsignedUpTo = [&](uint most) { return ok && number <= most; };
+    const bool isBool = value == "true" || value == "false";
+    const QStringList parts = key.split('/');
+    const QString last = parts.last();
+    bool good = false;
+    if (key == "chipid")
+        good = unsignedUpTo(255);
+    else if (key == "first_boot" || key == "showrsvd")
+        good = isBool;
+    else if (key == "channels/size")
+        good = value == "2";
+    else if (parts.first() == "channels" && parts.contains("fields") && parts.size() == 7)
+        good = last == "name" || last == "description" ||
+               (last == "length" && number >= 1 && unsignedUpTo(12)) ||
+               ((last == "value" || last == "min" || last == "max") && unsignedUpTo(0xFFF));
+    else if (parts.first() == "channels" && last == "size")
+        good = unsignedUpTo(16);
+    else if (parts.first() == "channels" && parts.size() == 5)
+        good = last == "name" || (last == "address" && unsignedUpTo(15)) ||
+               ((last == "editable" || last == "hidden") && isBool);
+    else if (key == "sensing/size")
+        good = ok;
+    else if (parts.first() == "sensing" && parts.size() == 3) {
+        const auto &table = sensingParameters();
+        const auto parameter = std::find_if(
+            table.begin(), table.end(), [&](const SensingParameter &p) { return p.key == last; });
+        if (last == "name")
+            good = true;
+        else if (last == "editable")
+            good = isBool;
+        else if (parameter != table.end() && parameter->kind == SensingKind::Count)
+            good = unsignedUpTo(0xFFFF);
+        else if (parameter != table.end())
+            good = !value.isEmpty() && value.toDouble(&ok) == real && ok && real >= -327.68 &&
+                   real <= 327.67;
+    } else if (parts.first() == AudioPlaybackGroup && parts.size() == 2) {
+        value.toDouble(&ok);
+        good = isAudioSettingKey(last) && ok && real >= -327.68 && real <= 327.67;
+    }
+    return good ? QString() : key + '=' + value;
+}
+
+// The keys that differ from `before` (added or changed) and have a form the program
+// must never write. What a user left by hand and the program did not touch is not its.
+inline QStringList malformedWrites(const QMap<QString, QString> &before)
+{
+    QStringList problems;
+    const QMap<QString, QString> after = sessionSnapshot();
+    for (auto it = after.begin(); it != after.end(); ++it) {
+        if (before.value(it.key(), QStringLiteral("\x01")) == it.value())
+            continue;
+        const QString problem = sessionShapeProblem(it.key(), it.value());
+        if (!problem.isEmpty())
+            problems << problem;
+    }
+    return problems;
+}
