@@ -71,7 +71,7 @@ void KitLog::addReplyPiece(const QByteArray &piece)
     rowChanged(row, row);
 }
 
-void KitLog::endExchange(ExchangeEnd end)
+void KitLog::endExchange(ExchangeEnd end, qint64 elapsedMs)
 {
     if (!exchangeOpen || entries.empty())
         return;
@@ -79,7 +79,7 @@ void KitLog::endExchange(ExchangeEnd end)
     Entry &entry = entries.back();
     entry.ended = true;
     entry.end = end;
-    entry.durationMs = now() - entry.timeMs;
+    entry.durationMs = elapsedMs;
     const int row = int(entries.size()) - 1;
     rowChanged(row, row);
 }

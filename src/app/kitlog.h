@@ -43,7 +43,8 @@ public:
     // is the bound of bytes that the exchange keeps to.
     void beginExchange(const QByteArray &command, int maxReplyBytes);
     void addReplyPiece(const QByteArray &piece);
-    void endExchange(ExchangeEnd end);
+    // elapsedMs: from the write to the end, as the link measured it.
+    void endExchange(ExchangeEnd end, qint64 elapsedMs);
     // The reply of the last exchange broke its framing and was not stored. May come
     // just before or just after the exchange's end.
     void rejectReply(const QString &reason);

@@ -121,7 +121,9 @@ void KitLogDock::connectUi(SerialController *serial, const QList<SerialDispatche
     connect(serial, &SerialController::sigDataRead, kitLog,
             [log = kitLog](const QByteArray &data) { log->addReplyPiece(data); });
     connect(serial, &SerialController::sigExchangeEnded, kitLog,
-            [log = kitLog](ReadType, ExchangeEnd end) { log->endExchange(end); });
+            [log = kitLog](ReadType, ExchangeEnd end, const QByteArray &, qint64 elapsedMs) {
+                log->endExchange(end, elapsedMs);
+            });
     for (SerialDispatcher *dispatcher : dispatchers)
         connect(dispatcher, &SerialDispatcher::sigReplyRejected, kitLog,
                 [log = kitLog](ReadType, const QString &reason) { log->rejectReply(reason); });

@@ -146,14 +146,16 @@ void SerialController::sendData(QByteArray data, int count, int read_data_count,
 {
     emit sigExchangeStarted(data.left(qMax(count, 0)), read_data_count, read_type);
     if (!connected || !serial) {
-        emit sigExchangeEnded(read_type, ExchangeEnd::NotConnected);
+        emit sigExchangeEnded(read_type, ExchangeEnd::NotConnected, data.left(count), 0);
         return;
     }
     if (timer)
         timer->stop();
 
+    QElapsedTimer clock;
+    clock.start();
     const ExchangeEnd end = exchange(data, count, read_data_count, read_type);
-    emit sigExchangeEnded(read_type, end);
+    emit sigExchangeEnded(read_type, end, data.left(count), clock.elapsed());
     if (end == ExchangeEnd::WriteFailed || end == ExchangeEnd::ByteBound ||
         end == ExchangeEnd::TimeBound) {
         // A command left unsent would reach the kit later, behind the ones that follow

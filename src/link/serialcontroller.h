@@ -45,8 +45,10 @@ signals:
     void sigDeviceConnected(bool connected);
     // One read of a reply; count is the command's read_data_count, not data's size.
     void sigDataRead(QByteArray data, int count, ReadType read_type);
-    // The exchange of a command is over, and how; after its last sigDataRead.
-    void sigExchangeEnded(ReadType read_type, ExchangeEnd end);
+    // The exchange of a command is over, and how, after elapsedMs from its write; after
+    // its last sigDataRead. command holds the bytes that were to be written.
+    void sigExchangeEnded(ReadType read_type, ExchangeEnd end, QByteArray command,
+                          qint64 elapsedMs);
     // For watchers of the link (the kit log); nothing of the exchange waits on them.
     // The link is about to announce a change by sigDeviceConnected; port is its name.
     void sigLinkChanged(bool connected, QString port);

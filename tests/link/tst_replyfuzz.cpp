@@ -141,7 +141,7 @@ private slots:
             emit serial->sigDataRead(stream.mid(at, size), r.count, r.type);
             at += size;
         }
-        emit serial->sigExchangeEnded(r.type, end);
+        emit serial->sigExchangeEnded(r.type, end, QByteArray(1, r.command), 0);
         registers->updateSettings();
 
         const QStringList problems = malformedWrites(before);
