@@ -28,7 +28,6 @@ public:
     // earlier exchange joins the next one.
     void reset();
     void feed(const QByteArray &piece);
-    int pending() const { return reply.size(); }
 
     // Ends the reply: the records to store, in order, or none. Empties the assembler.
     QList<QByteArray> take(ExchangeEnd end);
