@@ -1,5 +1,6 @@
 #include "kitfirmware.h"
 
+#include "link/kitdecoder.h"
 #include "link/wire.h"
 #include "registers/registermap.h"
 
@@ -44,12 +45,6 @@ quint16 packFields(const Register &reg)
     return data & 0x0FFF;
 }
 
-QString hex(quint16 value, int digits)
-{
-    return QStringLiteral("0x") +
-           QString::number(value, 16).toUpper().rightJustified(digits, QLatin1Char('0'));
-}
-
 // Reads a JSON array of exactly count integers within 0..max.
 bool readNumbers(const QJsonValue &value, int count, int max, quint16 *out)
 {
@@ -84,35 +79,7 @@ KitFirmware::KitFirmware(quint16 chipId, const QByteArray &firmwareId)
 
 int KitFirmware::commandLength(char first)
 {
-    switch (first) {
-    case '0':
-        return 4;
-    case '1':
-    case '3':
-    case 'D':
-        return 2;
-    case '2':
-        return 5;
-    case '6':
-        return 6;
-    case 'C':
-        return 3;
-    case '4':
-    case '5':
-    case '7':
-    case '8':
-    case '=':
-    case 'H':
-    case '<':
-    case '>':
-    case 'A':
-    case 'B':
-    case 'F':
-    case 'G':
-        return 1;
-    default:
-        return 0;
-    }
+    return KitDecoder::commandLength(first);
 }
 
 QByteArray KitFirmware::sensingCodes()
@@ -366,73 +333,6 @@ QByteArray KitFirmware::execute(const QByteArray &command)
         break;
     }
     return reply;
-}
-
-QString KitFirmware::describe(const QByteArray &command)
-{
-    if (command.isEmpty())
-        return QString();
-    const QString arg1 = command.size() > 1 ? QString(QLatin1Char(command.at(1))) : QString();
-    const auto onOff = [](char flag) {
-        return flag == '1'   ? QStringLiteral("on")
-               : flag == '0' ? QStringLiteral("off")
-                             : QStringLiteral("?");
-    };
-    switch (command.at(0)) {
-    case '0': {
-        const quint16 word = bytesToInt(command.mid(2, 2));
-        return QStringLiteral("Write register: channel %1, address %2, data %3")
-            .arg(arg1)
-            .arg(word >> 12)
-            .arg(hex(word & 0x0FFF, 3));
-    }
-    case '1':
-        return QStringLiteral("Save registers of channel %1").arg(arg1);
-    case '2':
-        return QStringLiteral("Write sensing parameter '%2' of channel %1: %3")
-            .arg(arg1)
-            .arg(QLatin1Char(command.at(2)))
-            .arg(hex(bytesToInt(command.mid(3, 2)), 4));
-    case '3':
-        return QStringLiteral("Save sensing of channel %1").arg(arg1);
-    case '4':
-        return QStringLiteral("Read registers");
-    case '5':
-        return QStringLiteral("Read sensing");
-    case '6':
-        return QStringLiteral("Write audio setting ch%1sw%2type%3: %4")
-            .arg(arg1)
-            .arg(QLatin1Char(command.at(2)))
-            .arg(QLatin1Char(command.at(3)))
-            .arg(double(bytesToFloat(command.mid(4, 2))), 0, 'f', 2);
-    case '7':
-        return QStringLiteral("Save audio settings");
-    case '8':
-        return QStringLiteral("Read audio settings");
-    case '=':
-        return QStringLiteral("Firmware identifier");
-    case 'H':
-        return QStringLiteral("Chip identifier");
-    case '<':
-        return QStringLiteral("Power up");
-    case '>':
-        return QStringLiteral("Power down");
-    case 'A':
-        return QStringLiteral("Start force measurement");
-    case 'B':
-        return QStringLiteral("Read maximum threshold");
-    case 'C':
-        return QStringLiteral("Oscillator on SDO of channel %1: %2")
-            .arg(arg1, onOff(command.at(2)));
-    case 'D':
-        return QStringLiteral("Sensing: %1").arg(onOff(command.at(1)));
-    case 'F':
-        return QStringLiteral("Output off");
-    case 'G':
-        return QStringLiteral("Output on");
-    default:
-        return QStringLiteral("Unknown");
-    }
 }
 
 QString KitFirmware::attachEepromFile(const QString &path)

@@ -48,8 +48,6 @@ public:
 
     // Length of the command that starts with this byte, or 0 if there is no such command.
     static int commandLength(char first);
-    // One line of text saying what a command asks for, for logs.
-    static QString describe(const QByteArray &command);
     // The sensing parameter codes in the order in which the program sends them.
     static QByteArray sensingCodes();
 

@@ -1,5 +1,8 @@
 #include "simulatedkit.h"
 
+#include "registers/registermap.h"
+#include "sensing/sensingparameters.h"
+
 #include <QElapsedTimer>
 #include <QThread>
 #include <cmath>
@@ -26,6 +29,27 @@ SimulatedKit::~SimulatedKit() = default;
 bool SimulatedKit::open()
 {
     return peer.open();
+}
+
+KitDecoder SimulatedKit::decoder() const
+{
+    bool revisionB = false;
+    {
+        QMutexLocker lock(&mutex);
+        revisionB = firmware.isRevisionB();
+    }
+    const QList<Register> *table = revisionB ? &registers_rev_b : &registers_rev_c;
+    // Both channels of the chip share one map.
+    const auto lookup = [table](int channel, int address) -> const Register * {
+        if (channel < 0 || channel >= KitFirmware::ChannelCount)
+            return nullptr;
+        for (const Register &reg : *table) {
+            if (int(reg.address) == address)
+                return &reg;
+        }
+        return nullptr;
+    };
+    return KitDecoder(lookup, sensingNameByCode);
 }
 
 QList<QByteArray> SimulatedKit::commands() const

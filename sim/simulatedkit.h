@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kitfirmware.h"
+#include "link/kitdecoder.h"
 #include "ptykitpeer.h"
 
 #include <QHash>
@@ -36,6 +37,10 @@ public:
         QMutexLocker lock(&mutex);
         return f(firmware);
     }
+
+    // Words for the bytes of the protocol, with the register names of the chip on
+    // the kit now: the same decoder as the program's kit log.
+    KitDecoder decoder() const;
 
     // The commands received so far, whole, in order.
     QList<QByteArray> commands() const;

@@ -31,22 +31,19 @@ void printHelp(const char *program)
     std::fputs(text.toLocal8Bit().constData(), stdout);
 }
 
-QString hexBytes(const QByteArray &bytes)
-{
-    return QString::fromLatin1(bytes.toHex(' ').toUpper());
-}
-
-void logCommand(const QByteArray &command, const QByteArray &reply)
+// Each command with its meaning and each record of the kit's reply, in the words of
+// the program's own kit log.
+void logCommand(const KitDecoder &decoder, const QByteArray &command, const QByteArray &reply)
 {
     QString line = QStringLiteral("%1  %2  %3")
                        .arg(QTime::currentTime().toString(QStringLiteral("HH:mm:ss.zzz")),
-                            hexBytes(command).leftJustified(17), KitFirmware::describe(command));
-    if (!reply.isEmpty())
-        line += QStringLiteral("\n%1  reply of %2 bytes: %3")
-                    .arg(QString(12, QLatin1Char(' ')))
-                    .arg(reply.size())
-                    .arg(hexBytes(reply.left(48)) +
-                         (reply.size() > 48 ? QStringLiteral(" ...") : QString()));
+                            KitDecoder::hex(command).leftJustified(17), decoder.command(command));
+    if (!reply.isEmpty()) {
+        const QString indent(14, QLatin1Char(' '));
+        line += QStringLiteral("\n%1reply of %2 bytes").arg(indent).arg(reply.size());
+        for (const QString &record : decoder.records(command.at(0), reply))
+            line += QStringLiteral("\n%1  %2").arg(indent, record);
+    }
     std::printf("%s\n", qPrintable(line));
     std::fflush(stdout);
 }
@@ -85,7 +82,9 @@ int main(int argc, char *argv[])
                      "%s: EEPROM file ignored, the kit starts from its factory values: %s\n",
                      argv[0], qPrintable(eepromError));
     kit.setPaced(options.paced);
-    kit.setCommandObserver(logCommand);
+    kit.setCommandObserver([&kit](const QByteArray &command, const QByteArray &reply) {
+        logCommand(kit.decoder(), command, reply);
+    });
     if (!kit.open()) {
         std::fprintf(stderr, "%s: could not open a pseudo-terminal\n", argv[0]);
         return 1;

@@ -3,6 +3,7 @@
 #include "audio/audiowidget.h"
 #include "audiosettings/audiosettingscontroller.h"
 #include "constants.h"
+#include "kitlogdock.h"
 #include "link/serialcontroller.h"
 #include "link/wire.h"
 #include "pagescrollarea.h"
@@ -186,6 +187,8 @@ void MainWindow::createMenus(QVBoxLayout *layout)
     saveAction->setShortcut(QKeySequence::Save);
     exitAction = fileMenu->addAction(QStringLiteral("E&xit"));
     exitAction->setObjectName(QStringLiteral("exitAction"));
+    kitLog = new KitLogDock(serial, {registers, sensing, audioSettings, calibrator}, this);
+    menus->addMenu(kitLog->createViewMenu(menus));
     QMenu *helpMenu = menus->addMenu(QStringLiteral("&Help"));
     helpMenu->setObjectName(QStringLiteral("helpMenu"));
     aboutAction = helpMenu->addAction(QStringLiteral("&About"));

@@ -10,6 +10,7 @@
 
 class AudioSettingsController;
 class AudioWidget;
+class KitLogDock;
 class QAction;
 class QComboBox;
 class QLabel;
@@ -75,6 +76,7 @@ public:
     RegisterWidget *registerWidget() const { return registerPage; }
     SensingWidget *sensingWidget() const { return sensingPage; }
     ThresholdCalibratorWidget *thresholdCalibratorWidget() const { return calibratorPage; }
+    KitLogDock *kitLogDock() const { return kitLog; }
 
 private:
     void createUi();
@@ -116,6 +118,7 @@ private:
     RegisterWidget *registerPage = nullptr;
     SensingWidget *sensingPage = nullptr;
     ThresholdCalibratorWidget *calibratorPage = nullptr;
+    KitLogDock *kitLog = nullptr; // no part of the session: a view of the link
 
     QLabel *saveLabel = nullptr;
     QLabel *syncLabel = nullptr;

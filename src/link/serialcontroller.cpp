@@ -106,6 +106,7 @@ bool SerialController::isConnected()
         if (!openPort())
             return false;
         connected = true;
+        emit sigLinkChanged(true, serial->portName());
         emit sigDeviceConnected(true);
         return connected;
     }
@@ -114,8 +115,10 @@ bool SerialController::isConnected()
     // One empty enumeration is not taken as a loss of the kit.
     if (!findPort().systemLocation.isEmpty())
         return true;
+    const QString port = serial ? serial->portName() : QString();
     closePort();
     connected = false;
+    emit sigLinkChanged(false, port);
     emit sigDeviceConnected(false);
     return false;
 }
@@ -141,6 +144,7 @@ qint64 SerialController::unreadBytes() const
 
 void SerialController::sendData(QByteArray data, int count, int read_data_count, ReadType read_type)
 {
+    emit sigExchangeStarted(data.left(qMax(count, 0)), read_data_count, read_type);
     if (!connected || !serial) {
         emit sigExchangeEnded(read_type, ExchangeEnd::NotConnected, data.left(count), 0);
         return;

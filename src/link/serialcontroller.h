@@ -49,6 +49,11 @@ signals:
     // its last sigDataRead. command holds the bytes that were to be written.
     void sigExchangeEnded(ReadType read_type, ExchangeEnd end, QByteArray command,
                           qint64 elapsedMs);
+    // For watchers of the link (the kit log); nothing of the exchange waits on them.
+    // The link is about to announce a change by sigDeviceConnected; port is its name.
+    void sigLinkChanged(bool connected, QString port);
+    // sendData was asked to write these bytes, whether or not a kit is connected.
+    void sigExchangeStarted(QByteArray command, int read_data_count, ReadType read_type);
 
 public slots:
     void startTimer();

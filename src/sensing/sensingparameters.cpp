@@ -107,6 +107,14 @@ const SensingParameter *sensingParameterByCode(quint8 code)
     return nullptr;
 }
 
+KitDecoder::SensingName sensingNameByCode(quint8 code)
+{
+    const SensingParameter *parameter = sensingParameterByCode(code);
+    if (!parameter)
+        return {};
+    return {parameter->key, parameter->kind == SensingKind::Real};
+}
+
 QVariant presetValue(const SensingPreset &preset, const SensingParameter &parameter)
 {
     if (parameter.kind == SensingKind::Real)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "link/kitdecoder.h"
 #include "sensingpreset.h"
 
 #include <QString>
@@ -43,6 +44,8 @@ const QVector<const SensingParameter *> &sensingParametersInWireOrder();
 const QVector<const SensingParameter *> &sensingParametersInPanelOrder();
 // Null for a byte that is no parameter code.
 const SensingParameter *sensingParameterByCode(quint8 code);
+// The name a log gives to a parameter code, from the same table.
+KitDecoder::SensingName sensingNameByCode(quint8 code);
 
 // A preset's value in its stored form: a float for a real, an unsigned for a count.
 QVariant presetValue(const SensingPreset &preset, const SensingParameter &parameter);

@@ -1,0 +1,197 @@
+#include "kitlogdock.h"
+
+#include "constants.h"
+#include "kitlog.h"
+#include "link/serialcontroller.h"
+#include "link/serialdispatcher.h"
+#include "sensing/sensingparameters.h"
+
+#include <QAction>
+#include <QDir>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QMainWindow>
+#include <QMenu>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSaveFile>
+#include <QScrollBar>
+#include <QSettings>
+#include <QTableView>
+#include <QVBoxLayout>
+
+namespace {
+
+const QString VisibleKey = QStringLiteral("kit_log_visible");
+
+// The view's own settings file beside the session's, never inside it.
+QString viewSettingsName()
+{
+    return APP_NAME + QStringLiteral(" View");
+}
+
+} // namespace
+
+KitLogDock::KitLogDock(SerialController *serial, const QList<SerialDispatcher *> &dispatchers,
+                       QMainWindow *window)
+    : QDockWidget(QStringLiteral("Kit Log"), window),
+      kitLog(new KitLog(KitDecoder(KitDecoder::registerStore(), sensingNameByCode), this))
+{
+    setObjectName(QStringLiteral("kitLogDock"));
+    setFeatures(QDockWidget::DockWidgetClosable);
+    setAllowedAreas(Qt::BottomDockWidgetArea);
+    createUi();
+    connectUi(serial, dispatchers);
+    window->addDockWidget(Qt::BottomDockWidgetArea, this);
+    const bool visible =
+        QSettings(QSettings::IniFormat, QSettings::UserScope, ORG_NAME, viewSettingsName())
+            .value(VisibleKey, false)
+            .toBool();
+    setVisible(visible);
+    followVisibility(visible);
+    // Changes only when the dock itself is shown or hidden, not with the window.
+    connect(toggleViewAction(), &QAction::toggled, this, &KitLogDock::rememberVisibility);
+}
+
+QMenu *KitLogDock::createViewMenu(QWidget *parent)
+{
+    auto *menu = new QMenu(QStringLiteral("&View"), parent);
+    menu->setObjectName(QStringLiteral("viewMenu"));
+    QAction *action = toggleViewAction();
+    action->setObjectName(QStringLiteral("kitLogAction"));
+    action->setShortcut(QKeySequence(Qt::CTRL + Qt::Key_L));
+    menu->addAction(action);
+    // The menu bar lies inside the window; the window holds the shortcut as well.
+    if (parentWidget())
+        parentWidget()->addAction(action);
+    return menu;
+}
+
+void KitLogDock::createUi()
+{
+    auto *panel = new QWidget(this);
+    auto *layout = new QVBoxLayout(panel);
+    layout->setContentsMargins(4, 0, 4, 4);
+
+    auto *buttons = new QHBoxLayout;
+    saveButton = new QPushButton(QStringLiteral("Save Log..."), panel);
+    saveButton->setObjectName(QStringLiteral("saveLogButton"));
+    clearButton = new QPushButton(QStringLiteral("Clear"), panel);
+    clearButton->setObjectName(QStringLiteral("clearLogButton"));
+    buttons->addWidget(saveButton);
+    buttons->addWidget(clearButton);
+    buttons->addStretch();
+    layout->addLayout(buttons);
+
+    view = new QTableView(panel);
+    view->setObjectName(QStringLiteral("kitLogView"));
+    view->setSelectionBehavior(QAbstractItemView::SelectRows);
+    view->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    view->setWordWrap(false);
+    view->setTextElideMode(Qt::ElideRight);
+    view->verticalHeader()->hide();
+    view->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    view->horizontalHeader()->setStretchLastSection(true);
+    view->horizontalHeader()->setMaximumSectionSize(MaxColumnWidth);
+    // A few rows at least, however tall the pages above are.
+    view->setMinimumHeight(view->verticalHeader()->defaultSectionSize() * MinVisibleRows);
+    layout->addWidget(view);
+    setWidget(panel);
+}
+
+void KitLogDock::connectUi(SerialController *serial, const QList<SerialDispatcher *> &dispatchers)
+{
+    connect(saveButton, &QPushButton::clicked, this, &KitLogDock::saveLog);
+    connect(clearButton, &QPushButton::clicked, this, &KitLogDock::clearLog);
+    connect(this, &QDockWidget::visibilityChanged, this, &KitLogDock::followVisibility);
+    connect(kitLog, &QAbstractItemModel::rowsInserted, this, &KitLogDock::followRows);
+
+    connect(serial, &SerialController::sigLinkChanged, kitLog,
+            [log = kitLog](bool connected, const QString &port) {
+                log->addEvent(connected ? QStringLiteral("kit connected on %1").arg(port)
+                                        : QStringLiteral("kit disconnected from %1").arg(port));
+            });
+    connect(serial, &SerialController::sigExchangeStarted, kitLog,
+            [log = kitLog](const QByteArray &command, int read_data_count, ReadType read_type) {
+                log->beginExchange(command,
+                                   SerialController::maxReplyBytes(read_type, read_data_count));
+            });
+    connect(serial, &SerialController::sigDataRead, kitLog,
+            [log = kitLog](const QByteArray &data) { log->addReplyPiece(data); });
+    connect(serial, &SerialController::sigExchangeEnded, kitLog,
+            [log = kitLog](ReadType, ExchangeEnd end, const QByteArray &, qint64 elapsedMs) {
+                log->endExchange(end, elapsedMs);
+            });
+    for (SerialDispatcher *dispatcher : dispatchers)
+        connect(dispatcher, &SerialDispatcher::sigReplyRejected, kitLog,
+                [log = kitLog](ReadType, const QString &reason) { log->rejectReply(reason); });
+}
+
+void KitLogDock::followVisibility(bool visible)
+{
+    if (!visible) {
+        view->setModel(nullptr);
+        return;
+    }
+    if (view->model() == kitLog)
+        return;
+    view->setModel(kitLog);
+    const int widths[KitLog::ColumnCount] = {70, 65, 95, 290, 170, 400, 145};
+    for (int column = 0; column < KitLog::ColumnCount; ++column)
+        view->setColumnWidth(column, widths[column]);
+    // How it ended stays in sight next to the command; the long reply comes last.
+    QHeaderView *header = view->horizontalHeader();
+    header->moveSection(header->visualIndex(KitLog::EndColumn),
+                        header->visualIndex(KitLog::ReplyHexColumn));
+    view->scrollToBottom();
+}
+
+void KitLogDock::rememberVisibility(bool visible)
+{
+    QSettings settings(QSettings::IniFormat, QSettings::UserScope, ORG_NAME, viewSettingsName());
+    settings.setValue(VisibleKey, visible);
+    settings.sync();
+}
+
+void KitLogDock::followRows()
+{
+    if (view->model() != kitLog)
+        return;
+    // Follows the newest row unless the reader has scrolled up.
+    QScrollBar *bar = view->verticalScrollBar();
+    if (bar->value() >= bar->maximum() - 1)
+        view->scrollToBottom();
+}
+
+void KitLogDock::saveLog()
+{
+    QString fileName = QFileDialog::getSaveFileName(
+        this, QStringLiteral("Save Log"), QDir::currentPath() + QStringLiteral("/kitlog.csv"),
+        QStringLiteral("CSV Files (*.csv)"));
+    if (fileName.isEmpty())
+        return;
+    if (QFileInfo(fileName).suffix().isEmpty())
+        fileName += QStringLiteral(".csv");
+    saveLogTo(fileName);
+}
+
+bool KitLogDock::saveLogTo(const QString &fileName)
+{
+    QSaveFile file(fileName);
+    if (file.open(QIODevice::WriteOnly) && file.write(kitLog->toCsv().toUtf8()) >= 0 &&
+        file.commit())
+        return true;
+    QMessageBox box(QMessageBox::Warning, QString(),
+                    QStringLiteral("The log could not be saved to %1: %2")
+                        .arg(QDir::toNativeSeparators(fileName), file.errorString()),
+                    QMessageBox::Ok, this);
+    box.exec();
+    return false;
+}
+
+void KitLogDock::clearLog()
+{
+    kitLog->clear();
+}
