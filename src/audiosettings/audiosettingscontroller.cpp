@@ -32,24 +32,29 @@ void AudioSettingsController::exchangeEnded(ReadType type, ExchangeEnd end)
 {
     if (type != ReadAudioSettings)
         return;
-    for (const QByteArray &record : takeRecords(assembler, type, end))
-        storeRecord(record);
+    const QList<QByteArray> records = takeRecords(assembler, type, end);
+    if (records.isEmpty())
+        return;
+    // One save for the whole reply: a save per record would hold up the next command.
+    {
+        QSettings settings;
+        settings.beginGroup(AudioPlaybackGroup);
+        for (const QByteArray &record : records)
+            storeRecord(record, settings);
+        settings.endGroup();
+        settings.sync();
+    }
+    // The view is refreshed once for each record, as it was when records were stored
+    // one by one.
+    for (int i = 0; i < records.size(); ++i)
+        emit sigUpdateUi();
 }
 
 // Only a record whose key is one of the sixteen gets here: send builds its commands
 // from the key's characters.
-void AudioSettingsController::storeRecord(const QByteArray &record)
+void AudioSettingsController::storeRecord(const QByteArray &record, QSettings &group)
 {
-    const QString key = audioRecordKey(record);
-    const float value = bytesToFloat(record.mid(AudioKeyLength, 2));
-    {
-        QSettings settings;
-        settings.beginGroup(AudioPlaybackGroup);
-        settings.setValue(key, QVariant(value));
-        settings.endGroup();
-        settings.sync();
-    }
-    emit sigUpdateUi();
+    group.setValue(audioRecordKey(record), QVariant(bytesToFloat(record.mid(AudioKeyLength, 2))));
 }
 
 void AudioSettingsController::save()

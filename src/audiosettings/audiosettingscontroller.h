@@ -3,6 +3,7 @@
 #include "link/recordassembler.h"
 #include "link/serialdispatcher.h"
 
+class QSettings;
 class SerialController;
 
 // Serial side of the settings group "audioplayback": the kit's audio output range.
@@ -24,7 +25,7 @@ public slots:
     void send();
 
 private:
-    void storeRecord(const QByteArray &record);
+    void storeRecord(const QByteArray &record, QSettings &group);
 
     RecordAssembler assembler;
 };

@@ -91,24 +91,28 @@ void SensingController::exchangeEnded(ReadType type, ExchangeEnd end)
 {
     if (type != ReadSensing)
         return;
-    for (const QByteArray &record : takeRecords(assembler, type, end))
-        storeRecord(record);
+    const QList<QByteArray> records = takeRecords(assembler, type, end);
+    if (records.isEmpty())
+        return;
+    // One save for the whole reply: a save per record would hold up the next command.
+    writeSensingEntries([&](int index, QSettings &entry) {
+        for (const QByteArray &record : records)
+            if (qint8(record.at(0)) == index)
+                storeRecord(record, entry);
+    });
 }
 
 // Byte 0 is the entry index, byte 1 the parameter code, bytes 2 and 3 the value.
-void SensingController::storeRecord(const QByteArray &record)
+void SensingController::storeRecord(const QByteArray &record, QSettings &entry)
 {
     const SensingParameter *parameter = sensingParameterByCode(quint8(record.at(1)));
     if (!parameter)
         return;
-    const int index = qint8(record.at(0));
     const QByteArray value = record.mid(2, 2);
-    writeSensingEntry(index, [&](QSettings &entry) {
-        if (parameter->kind == SensingKind::Real)
-            entry.setValue(parameter->key, QVariant(bytesToFloat(value)));
-        else
-            entry.setValue(parameter->key, QVariant(int(bytesToInt(value))));
-    });
+    if (parameter->kind == SensingKind::Real)
+        entry.setValue(parameter->key, QVariant(bytesToFloat(value)));
+    else
+        entry.setValue(parameter->key, QVariant(int(bytesToInt(value))));
 }
 
 void SensingController::saveSettings()

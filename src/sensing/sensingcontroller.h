@@ -5,6 +5,7 @@
 
 #include <QString>
 
+class QSettings;
 class SerialController;
 
 // Serial side of the sensing subsystem: sends a configuration as nineteen "2"
@@ -34,7 +35,7 @@ public slots:
     void enableSensing(int enable);
 
 private:
-    void storeRecord(const QByteArray &record);
+    void storeRecord(const QByteArray &record, QSettings &entry);
 
     RecordAssembler assembler;
 };

@@ -19,21 +19,30 @@ int sensingArraySize()
     return size;
 }
 
-bool writeSensingEntry(int index, const std::function<void(QSettings &entry)> &write)
+bool writeSensingEntries(const std::function<void(int index, QSettings &entry)> &write)
 {
     const int size = sensingArraySize();
-    if (index < 0 || index >= size || size > MaxSensingEntries)
+    if (size > MaxSensingEntries)
         return false;
     QSettings settings;
     settings.beginWriteArray(SensingArrayKey, -1);
     for (int i = 0; i < size; ++i) {
         settings.setArrayIndex(i);
-        if (i == index)
-            write(settings);
+        write(i, settings);
     }
     settings.endArray();
     settings.sync();
     return true;
+}
+
+bool writeSensingEntry(int index, const std::function<void(QSettings &entry)> &write)
+{
+    if (index < 0 || index >= sensingArraySize())
+        return false;
+    return writeSensingEntries([&](int i, QSettings &entry) {
+        if (i == index)
+            write(entry);
+    });
 }
 
 void installSensingDefaults()

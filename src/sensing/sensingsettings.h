@@ -24,6 +24,11 @@ int sensingArraySize();
 // gives false.
 bool writeSensingEntry(int index, const std::function<void(QSettings &entry)> &write);
 
+// Walks every entry once, calling `write` with its index and the settings inside it,
+// and saves once: for changes to many entries at a time. An array beyond
+// MaxSensingEntries writes nothing and gives false.
+bool writeSensingEntries(const std::function<void(int index, QSettings &entry)> &write);
+
 // Installs the custom entries and the presets when the store has no array yet.
 // An array that exists is left as it is, whatever it holds.
 void installSensingDefaults();
