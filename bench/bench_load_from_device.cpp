@@ -7,6 +7,7 @@
 #include "app/kitlog.h"
 #include "app/kitlogdock.h"
 #include "app/mainwindow.h"
+#include "benchsession.h"
 #include "link/serialcontroller.h"
 #include "simulatedkit.h"
 
@@ -15,7 +16,6 @@
 #include <QElapsedTimer>
 #include <QPushButton>
 #include <QSettings>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <algorithm>
@@ -42,16 +42,8 @@ int main(int argc, char **argv)
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
-    QTemporaryDir dir;
-    QSettings::setDefaultFormat(QSettings::IniFormat);
-    QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, dir.path());
-    QCoreApplication::setOrganizationName(ORG_NAME);
-    QCoreApplication::setApplicationName(APP_NAME);
-    {
-        QSettings settings;
-        settings.setValue(CHIPID_KEY, CHIPID_REV_C);
-        settings.setValue(QStringLiteral("first_boot"), false);
-    }
+    BenchSession session;
+    QSettings().setValue(QStringLiteral("first_boot"), false);
 
     SimulatedKit kit;
     kit.setPaced(true);

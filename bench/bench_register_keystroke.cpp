@@ -7,6 +7,7 @@
 #include "app/constants.h"
 #include "app/kitlogdock.h"
 #include "app/mainwindow.h"
+#include "benchsession.h"
 #include "link/registerstore.h"
 #include "link/serialcontroller.h"
 #include "registers/registercontroller.h"
@@ -20,7 +21,6 @@
 #include <QFile>
 #include <QKeyEvent>
 #include <QSettings>
-#include <QTemporaryDir>
 
 #include <algorithm>
 #include <cstdio>
@@ -66,12 +66,7 @@ int main(int argc, char **argv)
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
-    QTemporaryDir dir;
-    QSettings::setDefaultFormat(QSettings::IniFormat);
-    QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, dir.path());
-    QCoreApplication::setOrganizationName(ORG_NAME);
-    QCoreApplication::setApplicationName(APP_NAME);
-    QSettings().setValue(CHIPID_KEY, CHIPID_REV_C);
+    BenchSession session;
     const int runs = 200;
     int mismatches = 0;
     {
