@@ -141,10 +141,10 @@ for entry in $entries; do
     shot="$out/$(basename "$entry" .desktop).png"
     echo "no window" >"$home/verdict"
     HOME="$home" XDG_CONFIG_HOME="$home/.config" QT_QPA_PLATFORM=xcb PROGRAM="$program" SHOT="$shot" \
-        timeout 120 xvfb-run -a -s '-screen 0 1280x800x24' sh -c '
+        timeout 300 xvfb-run -a -s '-screen 0 1280x800x24' sh -c '
         '"$command"' >/dev/null 2>&1 &
         pid=$!
-        for _ in $(seq 150); do
+        for _ in $(seq 600); do # two minutes at least: a loaded machine starts slowly
             for w in $(xwininfo -root -children | sed -n "s/^ *\(0x[0-9a-f]*\) .*/\1/p"); do
                 xprop -id "$w" WM_CLASS 2>/dev/null | grep -q "\"$PROGRAM\"" || continue
                 xwininfo -id "$w" | grep -q IsViewable || continue
