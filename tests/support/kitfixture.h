@@ -4,10 +4,11 @@
 #include "ptykitpeer.h"
 #include "support/testsettings.h"
 
+#include <QStringList>
 #include <memory>
 
 // A controller of type C over a serial link to a pseudo-terminal kit, with a settings
-// file of its own; restart() makes both anew for each test function.
+// file of its own.
 template <typename C> struct KitFixture
 {
     TestSettings settings;
@@ -21,15 +22,40 @@ template <typename C> struct KitFixture
         qRegisterMetaType<ReadType>("ReadType");
         return peer.open();
     }
-    // Empties the settings, then connects a new link and controller; true once connected.
-    bool restart()
+    // A new link and controller over the settings as they are, a kit that answers nothing
+    // and has received nothing; true once connected.
+    bool reconnect()
     {
         controller.reset();
         serial.reset();
-        settings.reset();
         serial = std::make_unique<SerialController>(peer.enumerator());
         controller = std::make_unique<C>(serial.get());
+        peer.setHandler(nullptr);
         peer.clearReceived();
         return serial->isConnected();
+    }
+    // The same over emptied settings (a fresh session).
+    bool restart()
+    {
+        controller.reset();
+        settings.reset();
+        return reconnect();
+    }
+    // Makes the kit answer each arrival of `command` with the next of `replies`, written as
+    // hex pieces separated by blanks ("003A17 70"); each piece after the first follows a gap
+    // shorter than the link's silence, so that it reaches the program as a read of its own.
+    void script(char command, const QStringList &replies)
+    {
+        auto queue = std::make_shared<QList<QList<PtyKitPeer::ReplyPiece>>>();
+        for (const QString &reply : replies) {
+            queue->append({});
+            for (const QString &hex : reply.split(' ', Qt::SkipEmptyParts))
+                queue->last().append(
+                    {QByteArray::fromHex(hex.toLatin1()), queue->last().isEmpty() ? 0 : 30});
+        }
+        peer.setHandler([command, queue](const QByteArray &chunk) {
+            return chunk.contains(command) && !queue->isEmpty() ? queue->takeFirst()
+                                                                : QList<PtyKitPeer::ReplyPiece>();
+        });
     }
 };
