@@ -48,10 +48,10 @@ template <typename C> struct KitFixture
     {
         auto queue = std::make_shared<QList<QList<PtyKitPeer::ReplyPiece>>>();
         for (const QString &reply : replies) {
-            queue->append({});
+            QList<PtyKitPeer::ReplyPiece> pieces;
             for (const QString &hex : reply.split(' ', Qt::SkipEmptyParts))
-                queue->last().append(
-                    {QByteArray::fromHex(hex.toLatin1()), queue->last().isEmpty() ? 0 : 30});
+                pieces.append({QByteArray::fromHex(hex.toLatin1()), pieces.isEmpty() ? 0 : 30});
+            queue->append(pieces);
         }
         peer.setHandler([command, queue](const QByteArray &chunk) {
             return chunk.contains(command) && !queue->isEmpty() ? queue->takeFirst()
