@@ -3,6 +3,7 @@
 #include "link/serialcontroller.h"
 #include "simulatedkit.h"
 #include "support/datarow.h"
+#include "support/kitreads.h"
 #include "support/modalcloser.h"
 #include "support/testargv.h"
 
@@ -35,14 +36,6 @@ KitSetup chip(quint16 id, const QByteArray &firmware = "2.3")
     return [=](SimulatedKit &kit) {
         kit.withFirmware([&](KitFirmware &f) { f.setChipId(id), f.setFirmwareId(firmware); });
     };
-}
-
-// The read type a command's reply goes with, which sets the most bytes it may bring.
-ReadType readTypeOf(char command)
-{
-    return QMap<char, ReadType>{{'4', ReadRegisters},  {'5', ReadSensing}, {'8', ReadAudioSettings},
-                                {'=', ReadFirmwareId}, {'H', ReadChipId},  {'B', ReadMaxThreshold}}
-        .value(command, ReadNone);
 }
 
 } // namespace
@@ -142,7 +135,7 @@ private slots:
             firmware.powerCycle();
         QCOMPARE(fromFile.attachEepromFile(dir.filePath("eeprom.json")), QString());
         const QByteArray reply = replyTo(file ? fromFile : firmware, read.right(1).toLatin1());
-        const int size = QMap<QString, int>{{"4", 3}, {"5", 4}, {"8", 13}}.value(read.right(1));
+        const int size = kitRead(read.back().toLatin1()).recordSize;
         QVERIFY(size && reply.size() % size == 0);
         bool found = record.startsWith('!');
         for (int i = 0; i < reply.size(); i += size) {
@@ -172,7 +165,6 @@ private slots:
 
         row("revision C", "=3 H3", {"2.3", "\x24\x6A", "=H"}, chip(KitFirmware::ChipIdRevC));
         row("revision B, register records", "H3 43", revB << "H4", chip(KitFirmware::ChipIdRevB));
-        row("unknown chip", "H3", {"\x12\x34", "H"}, chip(0x1234));
         row("firmware 2.30 arrives as two", "=3 H3", {"2.3", "0", "\x24\x6A", "=H"},
             chip(0x246A, "2.30"));
         row("no reply", "=3", {"="}, [](SimulatedKit &kit) { kit.setSilent(true); });
@@ -221,7 +213,7 @@ private slots:
                 QTest::qWait(100);
             else
                 controller.sendData(step.left(1).toLatin1(), 1, step.mid(1).toInt(),
-                                    readTypeOf(step.at(0).toLatin1()));
+                                    kitRead(step.at(0).toLatin1()).type);
             controller.isConnected();
             for (const QString &text : closer.texts())
                 trace << text.toUtf8();
