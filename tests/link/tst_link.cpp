@@ -4,7 +4,7 @@
 #include "ptykitpeer.h"
 #include "simulatedkit.h"
 #include "support/datarow.h"
-#include "support/kitreads.h"
+#include "support/kitfixture.h"
 #include "support/modalcloser.h"
 
 #include <QtTest>
@@ -163,20 +163,18 @@ private slots:
         // with a wrong product, 'x' one that cannot be opened, '-' none. Opening enumerates
         // again. states: what each poll answers, then each sigDeviceConnected; receiver: the
         // kit that gets a command sent then.
-        columns<QByteArray, QByteArray, char>({"listings", "states", "receiver"});
-        dataRow("wrong product ignored", QByteArray("B"), QByteArray("0 "), '-');
-        dataRow("of two kits the last wins", QByteArray("ab"), QByteArray("1 1"), 'b');
-        dataRow("a wrong product after the kit", QByteArray("aB"), QByteArray("1 1"), 'a');
-        dataRow("lost only after two empty enumerations in a row", QByteArray("a a - a - -"),
-                QByteArray("1100 10"), '-');
-        dataRow("an unopenable port is retried silently", QByteArray("x x x x a"),
-                QByteArray("001 1"), 'a');
+        columns<QString, QString, char>({"listings", "states", "receiver"});
+        dataRow("wrong product ignored", "B", "0 ", '-');
+        dataRow("of two kits the last wins", "ab", "1 1", 'b');
+        dataRow("a wrong product after the kit", "aB", "1 1", 'a');
+        dataRow("lost only after two empty enumerations in a row", "a a - a - -", "1100 10", '-');
+        dataRow("an unopenable port is retried silently", "x x x x a", "001 1", 'a');
     }
 
     void connection()
     {
         const auto [listings, states, receiver] =
-            fetchRow<QByteArray, QByteArray, char>("listings", "states", "receiver");
+            fetchRow<QString, QString, char>("listings", "states", "receiver");
         ModalCloser closer;
         PtyKitPeer a, b;
         QVERIFY(a.open() && b.open());
@@ -185,18 +183,18 @@ private slots:
         ports['B'] = ports['x'] = ports['b'];
         ports['B'].productIdentifier = 0x033B;
         ports['x'].systemLocation = QStringLiteral("/nonexistent/ttyKTR0");
-        const QList<QByteArray> script = listings.split(' ');
+        const QStringList script = listings.split(' ');
         int calls = 0;
         SerialController controller([&]() {
             QList<PortCandidate> listed;
-            for (char port : script.at(qMin(calls++, script.size() - 1)))
-                if (ports.contains(port))
-                    listed << ports.value(port);
+            for (QChar port : script.at(qMin(calls++, script.size() - 1)))
+                if (ports.contains(port.toLatin1()))
+                    listed << ports.value(port.toLatin1());
             return listed;
         });
         QSignalSpy spy(&controller, &SerialController::sigDeviceConnected);
 
-        QByteArray seen;
+        QString seen;
         for (int i = 0; i < states.indexOf(' '); ++i)
             seen += controller.isConnected() ? '1' : '0';
         controller.sendData("G", 1, 0, ReadNone);

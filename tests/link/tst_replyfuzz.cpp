@@ -6,7 +6,7 @@
 #include "sensing/sensingcontroller.h"
 #include "sensing/thresholdcalibratorcontroller.h"
 #include "support/datarow.h"
-#include "support/kitreads.h"
+#include "support/kitfixture.h"
 #include "support/sessionshape.h"
 #include "support/testsettings.h"
 

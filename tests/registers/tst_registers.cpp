@@ -62,10 +62,8 @@ private slots:
             fetchRow<QVariant, bool, int, int>("chipid", "showrsvd", "count", "rows");
         start(chipid, showrsvd);
         QCOMPARE(channels.at(0)->registers->size(), count);
-        QSettings file;
-        QCOMPARE(file.value("channels/size").toInt(), 2);
+        QSettings file; // DLS's default differs between the revisions
         QCOMPARE(file.value("channels/2/registers/size").toInt(), count);
-        QVERIFY(file.contains("channels/1/registers/1/fields/1/value"));
         QCOMPARE(file.value("channels/2/registers/3/fields/2/value").toInt(), count == 15 ? 6 : 10);
         QVERIFY(find<QLabel>(QStringLiteral("registerName_%1").arg(rows - 1)));
         QVERIFY(!find<QLabel>(QStringLiteral("registerName_%1").arg(rows)));

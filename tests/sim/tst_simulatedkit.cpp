@@ -3,7 +3,7 @@
 #include "link/serialcontroller.h"
 #include "simulatedkit.h"
 #include "support/datarow.h"
-#include "support/kitreads.h"
+#include "support/kitfixture.h"
 #include "support/modalcloser.h"
 #include "support/testargv.h"
 
@@ -51,9 +51,7 @@ private slots:
     // "chip firmware press [paced] [port=…] [error] | arguments left for the toolkit".
     void options_data()
     {
-        QTest::addColumn<QString>("line");
-        QTest::addColumn<QString>("read");
-        QTest::addColumn<bool>("simulator");
+        columns<QString, QString, bool>({"line", "read", "simulator"});
         dataRow("chip B", "--chip B", "2466 2.3 130 |", false);
         dataRow("values after =", "--chip=0x1234 --press=7", "1234 2.3 7 |", false);
         dataRow("chip too wide, not read", "--chip 0x12345", "246a 2.3 130 error |", false);
@@ -65,9 +63,8 @@ private slots:
 
     void options()
     {
-        QFETCH(QString, line);
-        QFETCH(QString, read);
-        QFETCH(bool, simulator);
+        const auto [line, read, simulator] =
+            fetchRow<QString, QString, bool>("line", "read", "simulator");
         TestArgv args(("program " + line).split(' '));
         const KitOptions options = takeKitOptions(
             args.argc, args.argv(), simulator ? KitOptionSet::Simulator : KitOptionSet::Demo);
@@ -88,10 +85,7 @@ private slots:
     // records must hold `record`, or, for "!prefix", none may start with the prefix.
     void commandEffects_data()
     {
-        QTest::addColumn<quint16>("chip");
-        QTest::addColumn<QByteArray>("commands");
-        QTest::addColumn<QString>("read");
-        QTest::addColumn<QByteArray>("record");
+        columns<quint16, QByteArray, QString, QByteArray>({"chip", "commands", "read", "record"});
         const quint16 b = KitFirmware::ChipIdRevB, c = KitFirmware::ChipIdRevC;
         const QByteArray kp1 = "01\x30\xAB"_b, sensing = "21!\xFC\x18"_b, audio = "6101\x00\x05"_b;
 
@@ -122,10 +116,9 @@ private slots:
 
     void commandEffects()
     {
-        QFETCH(quint16, chip);
-        QFETCH(QByteArray, commands);
-        QFETCH(QString, read);
-        QFETCH(QByteArray, record);
+        const auto [chip, commands, read, record] =
+            fetchRow<quint16, QByteArray, QString, QByteArray>("chip", "commands", "read",
+                                                               "record");
         QTemporaryDir dir;
         const bool file = read.startsWith("file");
         KitFirmware firmware(file ? KitFirmware::ChipIdRevC : chip), fromFile(chip);
@@ -151,9 +144,7 @@ private slots:
     // commands received.
     void faults_data()
     {
-        QTest::addColumn<QString>("steps");
-        QTest::addColumn<QList<QByteArray>>("seen");
-        QTest::addColumn<KitSetup>("setup");
+        columns<QString, QList<QByteArray>, KitSetup>({"steps", "seen", "setup"});
         const auto row = [](const char *name, const char *steps, const QList<QByteArray> &seen,
                             const KitSetup &setup) {
             QTest::newRow(name) << QString(steps) << seen << setup;
@@ -163,7 +154,6 @@ private slots:
         for (int i = 0; i < registers.size(); i += 3)
             revB.append(registers.mid(i, 3));
 
-        row("revision C", "=3 H3", {"2.3", "\x24\x6A", "=H"}, chip(KitFirmware::ChipIdRevC));
         row("revision B, register records", "H3 43", revB << "H4", chip(KitFirmware::ChipIdRevB));
         row("firmware 2.30 arrives as two", "=3 H3", {"2.3", "0", "\x24\x6A", "=H"},
             chip(0x246A, "2.30"));
@@ -188,9 +178,8 @@ private slots:
 
     void faults()
     {
-        QFETCH(QString, steps);
-        QFETCH(QList<QByteArray>, seen);
-        QFETCH(KitSetup, setup);
+        const auto [steps, seen, setup] =
+            fetchRow<QString, QList<QByteArray>, KitSetup>("steps", "seen", "setup");
         SimulatedKit kit;
         QVERIFY(kit.open());
         setup(kit);
