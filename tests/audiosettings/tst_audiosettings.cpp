@@ -4,7 +4,6 @@
 #include "audiosettings/audiosettingswidget.h"
 #include "support/datarow.h"
 #include "support/kitfixture.h"
-#include "support/scriptedreplies.h"
 
 #include <QDoubleSpinBox>
 #include <QGridLayout>
@@ -16,13 +15,6 @@ namespace {
 QString record(const QByteArray &key, const char *value)
 {
     return QString::fromLatin1(key.toHex()) + value;
-}
-
-// Adds a table's columns, their types in order.
-template <typename... Types> void columns(std::initializer_list<const char *> names)
-{
-    auto name = names.begin();
-    (QTest::addColumn<Types>(*name++), ...);
 }
 
 QDoubleSpinBox *cell(AudioSettingsWidget &widget, int row, int column)
@@ -58,10 +50,8 @@ private slots:
     }
     void sendsValidKeysOnly()
     {
-        QFETCH(QString, key);
-        QFETCH(QVariant, value);
-        QFETCH(QString, command);
-
+        const auto [key, value, command] =
+            fetchRow<QString, QVariant, QString>("key", "value", "command");
         QSettings().setValue(AudioPlaybackGroup + '/' + key, value);
         kit.controller->send();
         kit.peer.waitForBytes(6, command.isEmpty() ? 200 : 1000);
@@ -77,20 +67,17 @@ private slots:
         const QStringList none, first{"ch0sw0type0"}, second{"ch1sw0type3"};
         dataRow("whole record", a, first);
         dataRow("records cut across reads", a + b.left(6) + ' ' + b.mid(6), first + second);
-        dataRow("stale tail does not join the next read", a.left(24) + " | " + b, second);
-        dataRow("short tail stores nothing", a.left(24), none);
+        dataRow("a short tail stores and joins nothing", a.left(24) + " | " + b, second);
         dataRow("first record cut, another follows", a.left(24) + ' ' + b, none);
         dataRow("channel out of range", record("ch2sw0type0", "1770"), none);
         dataRow("zero byte inside the key", record(QByteArray("ch0sw0\0ype0", 11), "1770"), none);
     }
     void storesRecords()
     {
-        QFETCH(QString, replies);
-        QFETCH(QStringList, keys);
-
+        const auto [replies, keys] = fetchRow<QString, QStringList>("replies", "keys");
         QSignalSpy refreshed(kit.controller.get(), &AudioSettingsController::sigUpdateUi);
         const QStringList answers = replies.split(" | ");
-        scriptReplies(kit.peer, '8', answers);
+        kit.script('8', answers);
         for (int i = 0; i < answers.size(); ++i)
             kit.controller->read();
         // Every controller sees every reply; only an audio settings read is stored.
@@ -116,12 +103,9 @@ private slots:
     }
     void fieldsShowTheirKeys()
     {
-        QFETCH(int, row);
-        QFETCH(int, column);
-        QFETCH(QString, key);
-        QFETCH(QVariant, value);
-        QFETCH(QString, display);
-
+        const auto [row, column, key, value, display] =
+            fetchRow<int, int, QString, QVariant, QString>("row", "column", "key", "value",
+                                                           "display");
         AudioSettingsWidget widget(AudioPlaybackGroup);
         QSettings().setValue(AudioPlaybackGroup + '/' + key, value);
         QSignalSpy spy(&widget, &AudioSettingsWidget::sigAudioSettingUpdated);

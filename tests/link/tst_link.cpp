@@ -3,6 +3,8 @@
 #include "link/wire.h"
 #include "ptykitpeer.h"
 #include "simulatedkit.h"
+#include "support/datarow.h"
+#include "support/kitfixture.h"
 #include "support/modalcloser.h"
 
 #include <QtTest>
@@ -11,8 +13,8 @@
 
 namespace {
 
-const int Steady = 0, Stalled = 1, Unplugged = 2; // what the line does during an exchange
-const int Encode = 1, Decode = 2, Both = 3, Fixed = 0, Word = 1; // encoding checks; value kinds
+const int Encode = 1, Decode = 2, Both = 3; // which ways an encoding is checked
+const QStringList LinkError{"There was an error communicating with the dev kit"};
 
 QStringList dispatched; // what the dispatchers were handed, in order
 
@@ -33,302 +35,215 @@ class TestLink : public QObject
     Q_OBJECT
 
 private slots:
-    void exchange_data();
-    void exchange();
-    void bounds_data();
-    void bounds();
-    void realRepliesStayWithinTheBounds();
-    void inputWhileIdleStaysBounded();
-    void connection_data();
-    void connection();
-    void encodings_data();
-    void encodings();
-    void everyFixedValueSurvivesARoundTrip();
-};
+    void exchange_data()
+    {
+        // reply: the kit's reply to "=", in pieces of two bytes 40 ms apart, the line going
+        // away 40 ms after the command when unplug is set; reads: what the dispatchers get
+        columns<QByteArray, int, bool, QByteArrayList>({"reply", "readCount", "unplug", "reads"});
+        dataRow("2 then 1 bytes", QByteArray("\x24\x6A\0", 3), 3, false,
+                QByteArrayList{"\x24\x6A", QByteArray(1, '\0')});
+        dataRow("read count 0 though the kit talks", QByteArray("2.3"), 0, false, QByteArrayList());
+        dataRow("port vanishing mid-exchange", QByteArray("ab"), 3, true, QByteArrayList{"ab"});
+    }
 
-void TestLink::exchange_data()
-{
-    QTest::addColumn<QByteArrayList>("reply");
-    QTest::addColumn<int>("readCount");
-    QTest::addColumn<int>("line");
-    QTest::addColumn<QByteArrayList>("reads");
+    // Each read reaches every dispatcher in the order they were made. Whatever happened,
+    // the next command gets through once the line is back. (Silence, a reply longer than
+    // the read count and a stalled write are in the simulator's fault table.)
+    void exchange()
+    {
+        const auto [reply, readCount, unplug, reads] =
+            fetchRow<QByteArray, int, bool, QByteArrayList>("reply", "readCount", "unplug",
+                                                            "reads");
+        ModalCloser closer;
+        SimulatedKit kit;
+        QVERIFY(kit.open());
+        kit.setReplyOverride('=', reply);
+        kit.setReplyPieces(2, 40);
+        SerialController controller(kit.enumerator());
+        controller.startTimer();
+        QVERIFY(controller.isConnected());
+        QSignalSpy connection(&controller, &SerialController::sigDeviceConnected);
+        dispatched.clear();
+        LoggingDispatcher first("first", &controller), second("second", &controller);
 
-    const QByteArrayList twoThenOne{QByteArray("\x24\x6A", 2), QByteArray(1, '\0')}, none;
-    QTest::newRow("2 then 1 bytes") << twoThenOne << 3 << Steady << twoThenOne;
-    QTest::newRow("longer than the read count is cut")
-        << QByteArrayList{"2.3.1"} << 3 << Steady << QByteArrayList{"2.3", ".1"};
-    QTest::newRow("silent kit") << QByteArrayList{} << 3 << Steady << none;
-    QTest::newRow("read count 0 though the kit talks") << twoThenOne << 0 << Steady << none;
-    QTest::newRow("stalled write") << twoThenOne << 3 << Stalled << none;
-    QTest::newRow("port vanishing mid-exchange")
-        << QByteArrayList{"ab"} << 3 << Unplugged << QByteArrayList{"ab"};
-}
-
-// Each read reaches every dispatcher in the order they were made. Whatever happened,
-// the next command gets through once the line is back; a lost one never arrives.
-void TestLink::exchange()
-{
-    QFETCH(QByteArrayList, reply);
-    QFETCH(int, readCount);
-    QFETCH(int, line);
-    QFETCH(QByteArrayList, reads);
-    ModalCloser closer;
-    PtyKitPeer peer;
-    QVERIFY(peer.open());
-    peer.setHandler([reply](const QByteArray &) { // each piece but the first after 40 ms
-        QList<PtyKitPeer::ReplyPiece> pieces;
-        for (const QByteArray &bytes : reply)
-            pieces.append({bytes, pieces.isEmpty() ? 0 : 40});
-        return pieces;
-    });
-    SerialController controller(peer.enumerator());
-    controller.startTimer();
-    QVERIFY(controller.isConnected());
-    QSignalSpy connection(&controller, &SerialController::sigDeviceConnected);
-    dispatched.clear();
-    LoggingDispatcher first("first", &controller), second("second", &controller);
-
-    peer.setReading(line != Stalled);
-    std::thread unplugger([&peer, line]() {
-        if (line == Unplugged && peer.waitForBytes(1, 2000)) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(40));
-            peer.unplug();
-        }
-    });
-    QElapsedTimer elapsed;
-    elapsed.start();
-    emit second.sigSendData("=", 1, readCount, ReadFirmwareId);
-    const qint64 ms = elapsed.elapsed();
-    unplugger.join();
-
-    // A reply is over only once the kit has been silent for about 100 ms.
-    QVERIFY2(ms < 2000 && (line != Steady || readCount == 0 || ms >= 90), QByteArray::number(ms));
-    QStringList expected;
-    for (const QByteArray &read : reads)
-        for (const char *name : {"first", "second"})
-            expected << QStringLiteral("%1 4 %2 ").arg(name).arg(readCount) + read.toHex();
-    QCOMPARE(dispatched, expected);
-    const QString error = QStringLiteral("There was an error communicating with the dev kit");
-    QCOMPARE(closer.texts(), line == Stalled ? QStringList{error} : QStringList{});
-    QVERIFY(controller.findChild<QTimer *>()->isActive());
-
-    peer.setReading(true);
-    // A lost kit is found again on the first poll after it is back.
-    QVERIFY(line != Unplugged ||
-            (!controller.isConnected() && peer.plug() && controller.isConnected()));
-    QCOMPARE(connection.count(), line == Unplugged ? 2 : 0); // lost, then back
-    emit first.sigSendData("G", 1, 0, ReadNone);
-    QVERIFY(peer.waitForBytes(line == Stalled ? 1 : 2, 2000));
-    QTest::qWait(50);
-    QCOMPARE(peer.receivedBytes(), QByteArray(line == Stalled ? "G" : "=G"));
-}
-
-void TestLink::bounds_data()
-{
-    QTest::addColumn<int>("readType");
-    QTest::addColumn<int>("replyBytes"); // sent in pieces of pieceBytes, gapMs apart
-    QTest::addColumn<int>("pieceBytes");
-    QTest::addColumn<int>("gapMs");
-    QTest::addColumn<ExchangeEnd>("end");
-    const auto row = [](const char *name, ReadType type, int bytes, int piece, int gap,
-                        ExchangeEnd end) {
-        QTest::newRow(name) << int(type) << bytes << piece << gap << end;
-    };
-    row("a flood of register records", ReadRegisters, 20000, 20000, 0, ExchangeEnd::ByteBound);
-    row("one record too many", ReadSensing, 2 * 19 * 4 + 4, 4, 5, ExchangeEnd::ByteBound);
-    row("audio records trickling", ReadAudioSettings, 400, 1, 15, ExchangeEnd::TimeBound);
-    row("an identifier read twice", ReadFirmwareId, 4, 4, 0, ExchangeEnd::Silence);
-    row("a flood for an identifier", ReadChipId, 5000, 5000, 0, ExchangeEnd::ByteBound);
-}
-
-// A kit that does not stop talking cannot hold the program: past the most bytes the
-// command can bring, or past the time limit, the exchange ends as a failed write does.
-void TestLink::bounds()
-{
-    QFETCH(int, readType);
-    QFETCH(int, replyBytes);
-    QFETCH(int, pieceBytes);
-    QFETCH(int, gapMs);
-    QFETCH(ExchangeEnd, end);
-    ModalCloser closer;
-    PtyKitPeer peer;
-    QVERIFY(peer.open());
-    peer.setHandler([=](const QByteArray &) {
-        QList<PtyKitPeer::ReplyPiece> pieces;
-        for (int at = 0; at < replyBytes; at += pieceBytes)
-            pieces.append({QByteArray(qMin(pieceBytes, replyBytes - at), '\x01'), at ? gapMs : 0});
-        return pieces;
-    });
-    SerialController controller(peer.enumerator());
-    QVERIFY(controller.isConnected());
-    QList<ExchangeEnd> ends;
-    connect(&controller, &SerialController::sigExchangeEnded,
-            [&](ReadType, ExchangeEnd e) { ends << e; });
-    int bytes = 0;
-    connect(&controller, &SerialController::sigDataRead,
-            [&](const QByteArray &data) { bytes += data.size(); });
-
-    QElapsedTimer elapsed;
-    elapsed.start();
-    controller.sendData("4", 1, 3, ReadType(readType));
-    const qint64 ms = elapsed.elapsed();
-
-    QCOMPARE(ends, QList<ExchangeEnd>{end});
-    QVERIFY(bytes <= SerialController::maxReplyBytes(ReadType(readType), 3));
-    const qint64 limit = SerialController::ExchangeTimeLimitMs + SerialController::ReplySilenceMs;
-    QVERIFY2(ms < limit + 300, QByteArray::number(ms));
-    const QString error = QStringLiteral("There was an error communicating with the dev kit");
-    QCOMPARE(closer.texts(), end == ExchangeEnd::Silence ? QStringList() : QStringList{error});
-}
-
-// The largest reply of each read command, at the real line's pace, ends in silence well
-// within both bounds.
-void TestLink::realRepliesStayWithinTheBounds()
-{
-    SimulatedKit kit;
-    QVERIFY(kit.open());
-    kit.setPaced(true);
-    SerialController controller(kit.enumerator());
-    QVERIFY(controller.isConnected());
-    ExchangeEnd end = ExchangeEnd::NotConnected;
-    connect(&controller, &SerialController::sigExchangeEnded,
-            [&](ReadType, ExchangeEnd e) { end = e; });
-    int bytes = 0;
-    connect(&controller, &SerialController::sigDataRead,
-            [&](const QByteArray &data) { bytes += data.size(); });
-    const QList<std::tuple<QByteArray, int, ReadType>> reads{
-        {"4", 3, ReadRegisters}, {"5", 4, ReadSensing}, {"8", 13, ReadAudioSettings}};
-    for (const auto &[command, count, type] : reads) {
-        bytes = 0;
+        std::thread unplugger([&kit, unplug = unplug]() {
+            if (unplug && kit.transport().waitForBytes(1, 2000)) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(40));
+                kit.unplug();
+            }
+        });
         QElapsedTimer elapsed;
         elapsed.start();
-        controller.sendData(command, 1, count, type);
+        emit second.sigSendData("=", 1, readCount, ReadFirmwareId);
         const qint64 ms = elapsed.elapsed();
-        QCOMPARE(end, ExchangeEnd::Silence);
-        QVERIFY2(bytes > 0 && bytes <= SerialController::maxReplyBytes(type, count),
+        unplugger.join();
+
+        // A reply is over only once the kit has been silent for about 100 ms.
+        QVERIFY2(ms < 2000 && (unplug || readCount == 0 || ms >= 90), QByteArray::number(ms));
+        QStringList expected;
+        for (const QByteArray &read : reads)
+            for (const char *name : {"first", "second"})
+                expected << QStringLiteral("%1 4 %2 ").arg(name).arg(readCount) + read.toHex();
+        QCOMPARE(dispatched, expected);
+        QCOMPARE(closer.texts(), QStringList());
+        QVERIFY(controller.findChild<QTimer *>()->isActive());
+
+        // A lost kit is found again on the first poll after it is back.
+        QVERIFY(!unplug || (!controller.isConnected() && kit.plug() && controller.isConnected()));
+        QCOMPARE(connection.count(), unplug ? 2 : 0); // lost, then back
+        emit first.sigSendData("G", 1, 0, ReadNone);
+        QTRY_COMPARE(kit.commands().join(), QByteArray("=G"));
+    }
+
+    void bounds_data()
+    {
+        // bytes: a reply of that many bytes in pieces gapMs apart, instead of the kit's own,
+        // which comes at the pace of the real line
+        columns<char, int, int, int, ExchangeEnd>({"command", "bytes", "piece", "gapMs", "end"});
+        dataRow("a flood of register records", '4', 20000, 20000, 0, ExchangeEnd::ByteBound);
+        dataRow("one record too many", '5', 2 * 19 * 4 + 4, 4, 5, ExchangeEnd::ByteBound);
+        dataRow("audio records trickling", '8', 400, 1, 15, ExchangeEnd::TimeBound);
+        dataRow("an identifier read twice", '=', 4, 4, 0, ExchangeEnd::Silence);
+        dataRow("a flood for an identifier", 'H', 5000, 5000, 0, ExchangeEnd::ByteBound);
+        // It comes while no command waits: it waits in the driver, which the next one empties.
+        dataRow("a flood after a command without a reply", 'G', 200000, 200000, 0,
+                ExchangeEnd::Written);
+        for (const char *command : {"4", "5", "8"})
+            dataRow(command, command[0], 0, 0, 0, ExchangeEnd::Silence);
+    }
+
+    // A kit that does not stop talking cannot hold the program: past the most bytes the
+    // command can bring, or past the time limit, the exchange ends as a failed write does,
+    // and what is left unread stays bounded. The largest reply of each read command ends
+    // in silence well within both bounds.
+    void bounds()
+    {
+        const auto [command, replyBytes, piece, gapMs, end] =
+            fetchRow<char, int, int, int, ExchangeEnd>("command", "bytes", "piece", "gapMs", "end");
+        const KitRead read = kitRead(command);
+        ModalCloser closer;
+        SimulatedKit kit;
+        QVERIFY(kit.open());
+        kit.setPaced(!replyBytes);
+        if (replyBytes) {
+            kit.setReplyOverride(command, QByteArray(replyBytes, '\x01'));
+            kit.setReplyPieces(piece, gapMs);
+        }
+        SerialController controller(kit.enumerator());
+        QVERIFY(controller.isConnected());
+        QList<ExchangeEnd> ends;
+        connect(&controller, &SerialController::sigExchangeEnded,
+                [&](ReadType, ExchangeEnd e) { ends << e; });
+        int bytes = 0;
+        connect(&controller, &SerialController::sigDataRead,
+                [&](const QByteArray &data) { bytes += data.size(); });
+
+        QElapsedTimer elapsed;
+        elapsed.start();
+        controller.sendData(QByteArray(1, command), 1, read.count, read.type);
+        const qint64 ms = elapsed.elapsed();
+
+        QCOMPARE(ends, QList<ExchangeEnd>{end});
+        QVERIFY2((bytes > 0 || !read.count) &&
+                     bytes <= SerialController::maxReplyBytes(read.type, read.count),
                  QByteArray::number(bytes));
-        QVERIFY2(2 * ms < SerialController::ExchangeTimeLimitMs, QByteArray::number(ms));
+        const qint64 limit = replyBytes ? SerialController::ExchangeTimeLimitMs + 400
+                                        : SerialController::ExchangeTimeLimitMs / 2;
+        QVERIFY2(ms < limit, QByteArray::number(ms));
+        const bool failed = end != ExchangeEnd::Silence && end != ExchangeEnd::Written;
+        QCOMPARE(closer.texts(), failed ? LinkError : QStringList());
+        QTest::qWait(read.count ? 0 : 500);
+        QVERIFY2(controller.unreadBytes() <= SerialController::ReadBufferBytes,
+                 QByteArray::number(controller.unreadBytes()));
     }
-}
 
-// Bytes that come while no command waits are not kept without bound: a flood waits in
-// the driver, which the next command empties.
-void TestLink::inputWhileIdleStaysBounded()
-{
-    PtyKitPeer peer;
-    QVERIFY(peer.open());
-    peer.setHandler([](const QByteArray &) {
-        return QList<PtyKitPeer::ReplyPiece>{{QByteArray(200000, 'x'), 0}};
-    });
-    SerialController controller(peer.enumerator());
-    QVERIFY(controller.isConnected());
-    controller.sendData("G", 1, 0, ReadNone);
-    QTest::qWait(500);
-    QVERIFY2(controller.unreadBytes() <= SerialController::ReadBufferBytes,
-             QByteArray::number(controller.unreadBytes()));
-}
-
-void TestLink::connection_data()
-{
-    // Each enumeration lists (the last one repeated) 'a', 'b' two pty kits, 'B' the second
-    // with a wrong product, 'x' one that cannot be opened, '-' none. Opening enumerates again.
-    QTest::addColumn<QByteArray>("listings");
-    QTest::addColumn<QByteArray>("states"); // what each poll answers, then each sigDeviceConnected
-    QTest::addColumn<char>("receiver");     // the kit that gets a command sent then
-    const auto row = [](const char *name, const char *listings, const char *states, char receiver) {
-        QTest::newRow(name) << QByteArray(listings) << QByteArray(states) << receiver;
-    };
-
-    row("no kit", "-", "0 ", '-');
-    row("wrong product ignored", "B", "0 ", '-');
-    row("of two kits the last wins", "ab", "1 1", 'b');
-    row("a wrong product after the kit", "aB", "1 1", 'a');
-    row("lost only after two empty enumerations in a row", "a a - a - -", "1100 10", '-');
-    row("an unopenable port is retried silently", "x x x x a", "001 1", 'a');
-}
-
-void TestLink::connection()
-{
-    QFETCH(QByteArray, listings);
-    QFETCH(QByteArray, states);
-    QFETCH(char, receiver);
-    ModalCloser closer;
-    PtyKitPeer a, b;
-    QVERIFY(a.open() && b.open());
-    QMap<char, PortCandidate> ports{{'a', a.enumerator()().value(0)},
-                                    {'b', b.enumerator()().value(0)}};
-    ports['B'] = ports['x'] = ports['b'];
-    ports['B'].productIdentifier = 0x033B;
-    ports['x'].systemLocation = QStringLiteral("/nonexistent/ttyKTR0");
-    const QList<QByteArray> script = listings.split(' ');
-    int calls = 0;
-    SerialController controller([&]() {
-        QList<PortCandidate> listed;
-        for (char port : script.at(qMin(calls++, script.size() - 1)))
-            if (ports.contains(port))
-                listed << ports.value(port);
-        return listed;
-    });
-    QSignalSpy spy(&controller, &SerialController::sigDeviceConnected);
-
-    QByteArray seen;
-    for (int i = 0; i < states.indexOf(' '); ++i)
-        seen += controller.isConnected() ? '1' : '0';
-    controller.sendData("G", 1, 0, ReadNone);
-    seen += ' ';
-    for (const QList<QVariant> &args : qAsConst(spy))
-        seen += args.at(0).toBool() ? '1' : '0';
-    QCOMPARE(seen, states);
-    QCOMPARE(a.waitForBytes(1, receiver == 'a' ? 2000 : 100), receiver == 'a');
-    QCOMPARE(b.waitForBytes(1, receiver == 'b' ? 2000 : 100), receiver == 'b');
-    QVERIFY(closer.texts().isEmpty());
-}
-
-void TestLink::encodings_data()
-{
-    QTest::addColumn<bool>("word"); // else fixed-100, the real value times 100
-    QTest::addColumn<float>("value");
-    QTest::addColumn<QByteArray>("hex");
-    QTest::addColumn<int>("ways");
-    const auto row = [](const char *name, bool word, float value, const char *hex, int ways) {
-        QTest::newRow(name) << word << value << QByteArray(hex) << ways;
-    };
-
-    row("-1.5", Fixed, -1.5f, "ff6a", Both);
-    row("0.125 rounds away from zero", Fixed, 0.125f, "000d", Encode);
-    row("95", Fixed, 95.0f, "251c", Both);
-    row("-95", Fixed, -95.0f, "dae4", Both);
-    row("0.005 rounds up", Fixed, 0.005f, "0001", Encode);
-    row("-0.005 rounds down", Fixed, -0.005f, "ffff", Encode);
-    row("above the range clamps", Fixed, 327.7f, "7fff", Encode);
-    row("below the range clamps", Fixed, -327.7f, "8000", Encode);
-    row("word 180", Word, 180, "00b4", Both);
-    row("no bytes", Word, 0, "", Decode);
-    row("one byte 0x24 is the high byte", Word, 0x2400, "24", Decode);
-    row("a third byte is ignored", Word, 0x2466, "246601", Decode);
-}
-
-void TestLink::encodings()
-{
-    QFETCH(bool, word);
-    QFETCH(float, value);
-    QFETCH(QByteArray, hex);
-    QFETCH(int, ways);
-    const QByteArray bytes = QByteArray::fromHex(hex);
-    if (ways & Encode)
-        QCOMPARE((word ? ::intToBytes(quint16(value)) : ::floatToBytes(value)).toHex(), hex);
-    if (ways & Decode)
-        QCOMPARE(word ? float(::bytesToInt(bytes)) : ::bytesToFloat(bytes), value);
-}
-
-// A value read from the kit and sent back must give the same bytes.
-void TestLink::everyFixedValueSurvivesARoundTrip()
-{
-    for (int raw = 0; raw <= 0xFFFF; ++raw) {
-        const QByteArray bytes = ::intToBytes(quint16(raw));
-        QVERIFY2(::floatToBytes(::bytesToFloat(bytes)) == bytes, bytes.toHex());
+    void connection_data()
+    {
+        // Each enumeration lists (the last one repeated) 'a', 'b' two pty kits, 'B' the second
+        // with a wrong product, 'x' one that cannot be opened, '-' none. Opening enumerates
+        // again. states: what each poll answers, then each sigDeviceConnected; receiver: the
+        // kit that gets a command sent then.
+        columns<QString, QString, char>({"listings", "states", "receiver"});
+        dataRow("wrong product ignored", "B", "0 ", '-');
+        dataRow("of two kits the last wins", "ab", "1 1", 'b');
+        dataRow("a wrong product after the kit", "aB", "1 1", 'a');
+        dataRow("lost only after two empty enumerations in a row", "a a - a - -", "1100 10", '-');
+        dataRow("an unopenable port is retried silently", "x x x x a", "001 1", 'a');
     }
-}
+
+    void connection()
+    {
+        const auto [listings, states, receiver] =
+            fetchRow<QString, QString, char>("listings", "states", "receiver");
+        ModalCloser closer;
+        PtyKitPeer a, b;
+        QVERIFY(a.open() && b.open());
+        QMap<char, PortCandidate> ports{{'a', a.enumerator()().value(0)},
+                                        {'b', b.enumerator()().value(0)}};
+        ports['B'] = ports['x'] = ports['b'];
+        ports['B'].productIdentifier = 0x033B;
+        ports['x'].systemLocation = QStringLiteral("/nonexistent/ttyKTR0");
+        const QStringList script = listings.split(' ');
+        int calls = 0;
+        SerialController controller([&]() {
+            QList<PortCandidate> listed;
+            for (QChar port : script.at(qMin(calls++, script.size() - 1)))
+                if (ports.contains(port.toLatin1()))
+                    listed << ports.value(port.toLatin1());
+            return listed;
+        });
+        QSignalSpy spy(&controller, &SerialController::sigDeviceConnected);
+
+        QString seen;
+        for (int i = 0; i < states.indexOf(' '); ++i)
+            seen += controller.isConnected() ? '1' : '0';
+        controller.sendData("G", 1, 0, ReadNone);
+        seen += ' ';
+        for (const QList<QVariant> &args : qAsConst(spy))
+            seen += args.at(0).toBool() ? '1' : '0';
+        QCOMPARE(seen, states);
+        QCOMPARE(a.waitForBytes(1, receiver == 'a' ? 2000 : 100), receiver == 'a');
+        QCOMPARE(b.waitForBytes(1, receiver == 'b' ? 2000 : 100), receiver == 'b');
+        QVERIFY(closer.texts().isEmpty());
+    }
+
+    void encodings_data()
+    {
+        // word: a plain 16-bit number, else fixed-100, the real value times 100
+        columns<bool, float, QByteArray, int>({"word", "value", "hex", "ways"});
+        dataRow("0.005 rounds up", false, 0.005f, QByteArray("0001"), Encode);
+        dataRow("0.125 rounds away from zero", false, 0.125f, QByteArray("000d"), Encode);
+        dataRow("95", false, 95.0f, QByteArray("251c"), Both);
+        dataRow("-95", false, -95.0f, QByteArray("dae4"), Both);
+        dataRow("-0.005 rounds down", false, -0.005f, QByteArray("ffff"), Encode);
+        dataRow("above the range clamps", false, 327.7f, QByteArray("7fff"), Encode);
+        dataRow("below the range clamps", false, -327.7f, QByteArray("8000"), Encode);
+        dataRow("word 180", true, 180.0f, QByteArray("00b4"), Both);
+        dataRow("no bytes", true, 0.0f, QByteArray(""), Decode);
+        dataRow("one byte 0x24 is the high byte", true, float(0x2400), QByteArray("24"), Decode);
+        dataRow("a third byte is ignored", true, float(0x2466), QByteArray("246601"), Decode);
+    }
+
+    void encodings()
+    {
+        const auto [word, value, hex, ways] =
+            fetchRow<bool, float, QByteArray, int>("word", "value", "hex", "ways");
+        if (ways & Encode)
+            QCOMPARE((word ? ::intToBytes(quint16(value)) : ::floatToBytes(value)).toHex(), hex);
+        const QByteArray bytes = QByteArray::fromHex(hex);
+        if (ways & Decode)
+            QCOMPARE(word ? float(::bytesToInt(bytes)) : ::bytesToFloat(bytes), value);
+    }
+
+    // A value read from the kit and sent back must give the same bytes.
+    void everyFixedValueSurvivesARoundTrip()
+    {
+        for (int raw = 0; raw <= 0xFFFF; ++raw) {
+            const QByteArray bytes = ::intToBytes(quint16(raw));
+            QVERIFY2(::floatToBytes(::bytesToFloat(bytes)) == bytes, bytes.toHex());
+        }
+    }
+};
 
 QTEST_MAIN(TestLink)
 #include "tst_link.moc"

@@ -5,7 +5,7 @@
 #include "sensing/sensingwidget.h"
 #include "support/datarow.h"
 #include "support/kitfixture.h"
-#include "support/scriptedreplies.h"
+#include "support/sessionshape.h"
 
 #include <QComboBox>
 #include <QtTest>
@@ -13,22 +13,6 @@
 namespace {
 
 constexpr int Tdk = 2;
-
-// Adds a table's columns, their types in order.
-template <typename... Types> void columns(std::initializer_list<const char *> names)
-{
-    auto name = names.begin();
-    (QTest::addColumn<Types>(*name++), ...);
-}
-
-QMap<QString, QString> snapshot()
-{
-    QSettings settings;
-    QMap<QString, QString> values;
-    for (const QString &key : settings.allKeys())
-        values.insert(key, settings.value(key).toString());
-    return values;
-}
 
 QVariant stored(int index, const QString &key)
 {
@@ -79,9 +63,9 @@ private slots:
         QCOMPARE(names,
                  (QStringList{"Custom 0", "Custom 1", "TDK PowerHap 2.5G", "MIDE PPA-2014"}));
         QSettings().setValue("sensing/1/nb_prd_long", "7");
-        const QMap<QString, QString> before = snapshot();
+        const QMap<QString, QString> before = sessionSnapshot();
         SensingController second(kit.serial.get());
-        QCOMPARE(snapshot(), before);
+        QCOMPARE(sessionSnapshot(), before);
     }
 
     void sendsNineteenCommands_data()
@@ -93,11 +77,8 @@ private slots:
     }
     void sendsNineteenCommands()
     {
-        QFETCH(QString, channel);
-        QFETCH(QString, key);
-        QFETCH(QString, text);
-        QFETCH(QString, command);
-
+        const auto [channel, key, text, command] =
+            fetchRow<QString, QString, QString, QString>("channel", "key", "text", "command");
         QStringList t;
         for (const SensingParameter *parameter : sensingParametersInWireOrder())
             t.append(parameter->key == key ? text : QStringLiteral("1"));
@@ -125,28 +106,25 @@ private slots:
         // Its low byte would be the next record's first: nothing of the reply is stored.
         dataRow("first record cut, more follow", "003A17 0123251C 003EFC18", "", 0.0);
         dataRow("a good record before a bad one", "0123251C 00380005", "", 0.0);
-        dataRow("negative after a stale tail, which joins nothing", "003A17 | 003EFC18",
+        dataRow("negative after a short tail, which stores and joins nothing", "003A17 | 003EFC18",
                 "sensing/1/off_vmin", -10.0);
-        dataRow("short tail stores nothing", "003A17", "", 0.0);
         for (const char *code : {"38", "3D", "22", "20", "43"})
             dataRow(code, QStringLiteral("00%10005").arg(code), "", 0.0);
         dataRow("index beyond the array", "04300005", "", 0.0);
     }
     void storesRecords()
     {
-        QFETCH(QString, replies);
-        QFETCH(QString, changedKey);
-        QFETCH(double, value);
-
-        const QMap<QString, QString> before = snapshot();
+        const auto [replies, changedKey, value] =
+            fetchRow<QString, QString, double>("replies", "changedKey", "value");
+        const QMap<QString, QString> before = sessionSnapshot();
         const QStringList answers = replies.split(" | ");
-        scriptReplies(kit.peer, '5', answers);
+        kit.script('5', answers);
         for (int i = 0; i < answers.size(); ++i)
             kit.controller->readSettings();
         // Every controller sees every reply; only a sensing read is stored.
         kit.controller->Dispatch(QByteArray::fromHex("003A1770"), 4, ReadAudioSettings);
 
-        QMap<QString, QString> after = snapshot();
+        QMap<QString, QString> after = sessionSnapshot();
         if (!changedKey.isEmpty()) {
             QCOMPARE(QSettings().value(changedKey).toDouble(), value);
             after.insert(changedKey, before.value(changedKey));
@@ -171,12 +149,9 @@ private slots:
     }
     void showsStoredValuesWithinRange()
     {
-        QFETCH(QString, key);
-        QFETCH(QVariant, value);
-        QFETCH(QString, display);
-        QFETCH(QVariant, storedAfter);
-        QFETCH(QString, sent);
-
+        const auto [key, value, display, storedAfter, sent] =
+            fetchRow<QString, QVariant, QString, QVariant, QString>("key", "value", "display",
+                                                                    "storedAfter", "sent");
         for (const SensingParameter &parameter : sensingParameters())
             store(0, parameter.key, stored(Tdk, parameter.key));
         store(0, key, value);

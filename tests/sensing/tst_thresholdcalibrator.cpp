@@ -1,6 +1,7 @@
 #include "link/serialcontroller.h"
 #include "sensing/thresholdcalibratorcontroller.h"
 #include "sensing/thresholdcalibratorwidget.h"
+#include "support/datarow.h"
 
 #include <QLabel>
 #include <QPushButton>
@@ -15,35 +16,33 @@ private slots:
 
     void scalesTheKitsReply_data()
     {
-        QTest::addColumn<QByteArray>("reply");
-        QTest::addColumn<int>("shown");
-        QTest::newRow("half rounds up") << QByteArray("130") << 98;
-        QTest::newRow("255") << QByteArray("255") << 191;
-        QTest::newRow("leading zeros") << QByteArray("001") << 1;
-        QTest::newRow("above the thresholds' range") << QByteArray("999") << 749;
-        QTest::newRow("not a number") << QByteArray("?x") << 0;
+        columns<QByteArray, int>({"reply", "shown"});
+        dataRow("half rounds up", QByteArray("130"), 98);
+        dataRow("a quarter rounds down", QByteArray("255"), 191);
+        dataRow("leading zeros", QByteArray("001"), 1);
+        dataRow("above the thresholds' range", QByteArray("999"), 749);
+        dataRow("not a number", QByteArray("?x"), 0);
     }
     void scalesTheKitsReply()
     {
-        QFETCH(QByteArray, reply);
-        QFETCH(int, shown);
+        const auto [reply, shown] = fetchRow<QByteArray, int>("reply", "shown");
         SerialController serial([] { return QList<PortCandidate>(); });
         ThresholdCalibratorController controller(&serial);
         QSignalSpy spy(&controller, &ThresholdCalibratorController::sigSetMaxThreshold);
-        controller.Dispatch(reply, 3, ReadSensing);
-        QCOMPARE(spy.count(), 0);
+        controller.Dispatch(reply, 3, ReadSensing); // not the reply it waits for
         controller.Dispatch(reply, 3, ReadMaxThreshold);
         QCOMPARE(spy.count(), 1);
         QCOMPARE(spy.at(0).at(0).toInt(), shown);
     }
 
-    // A second press restarts the countdown; only the end of the last one fetches.
+    // A second press restarts the countdown; only the end of the last one fetches, and
+    // disabling the page stops it.
     void countdownFetchesOnceAtZero()
     {
         ThresholdCalibratorWidget page;
         page.setEnabled(true);
-        auto *button = page.findChild<QPushButton *>(QStringLiteral("measureButton"));
-        auto *label = page.findChild<QLabel *>(QStringLiteral("measureLabel"));
+        auto *button = page.findChild<QPushButton *>("measureButton");
+        auto *label = page.findChild<QLabel *>("measureLabel");
         QSignalSpy start(&page, &ThresholdCalibratorWidget::sigCalibrateThreshold);
         QSignalSpy sensing(&page, &ThresholdCalibratorWidget::sigEnableSensing);
         QSignalSpy fetch(&page, &ThresholdCalibratorWidget::sigGetMaxThreshold);
@@ -61,22 +60,14 @@ private slots:
         QCOMPARE(fetch.count(), 1);
         page.setMaxThreshold(98);
         QCOMPARE(label->text(), QStringLiteral("The measured value is 98"));
-    }
 
-    void disablingStopsTheCountdown()
-    {
-        ThresholdCalibratorWidget page;
-        page.setEnabled(true);
-        QSignalSpy fetch(&page, &ThresholdCalibratorWidget::sigGetMaxThreshold);
-        QTest::mouseClick(page.findChild<QPushButton *>(QStringLiteral("measureButton")),
-                          Qt::LeftButton);
+        QTest::mouseClick(button, Qt::LeftButton);
         page.setEnabled(false);
         QTest::qWait(1200);
-        QCOMPARE(fetch.count(), 0);
-        QCOMPARE(
-            page.findChild<QLabel *>(QStringLiteral("measureLabel"))->text(),
-            QStringLiteral("1. Press button to measure.\n2. Then press the piezo on channel A."));
-        QVERIFY(!page.findChild<QPushButton *>(QStringLiteral("measureButton"))->isEnabled());
+        QCOMPARE(fetch.count(), 1);
+        QCOMPARE(label->text(), QStringLiteral("1. Press button to measure.\n"
+                                               "2. Then press the piezo on channel A."));
+        QVERIFY(!button->isEnabled());
     }
 };
 

@@ -73,8 +73,7 @@ private slots:
     // chip revision of the session left behind.
     void runs_data()
     {
-        QTest::addColumn<QString>("options");
-        QTest::addColumn<QString>("shown");
+        columns<QString, QString>({"options", "shown"});
         dataRow("revision C kit", "",
                 "Connected / Firmware ID: 2.3 / Chip ID: 0x246A (Rev C)|session: C");
         dataRow("firmware 2.2 is refused", "--firmware 2.2",
@@ -88,8 +87,7 @@ private slots:
 
     void runs()
     {
-        QFETCH(QString, options);
-        QFETCH(QString, shown);
+        const auto [options, shown] = fetchRow<QString, QString>("options", "shown");
         QTemporaryDir home;
         qputenv("XDG_CONFIG_HOME", home.path().toLocal8Bit());
         TestArgv args(("ktr4207-kit-demo " + options).trimmed().split(' '));

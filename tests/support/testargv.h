@@ -5,9 +5,8 @@
 
 // A writable, null-terminated argc/argv for calling a main()-like function that may
 // take arguments out of it; arguments.first() is the program.
-class TestArgv
+struct TestArgv
 {
-public:
     explicit TestArgv(const QStringList &arguments)
     {
         for (const QString &argument : arguments)
@@ -18,9 +17,6 @@ public:
         argc = int(storage.size());
     }
     TestArgv(const TestArgv &) = delete;
-    TestArgv &operator=(const TestArgv &) = delete;
-
-    int argc = 0;
     char **argv() { return pointers.data(); }
     // What is left after the program name, as the callee left it.
     QStringList rest() const
@@ -31,7 +27,7 @@ public:
         return list;
     }
 
-private:
     QList<QByteArray> storage;
     std::vector<char *> pointers;
+    int argc = 0;
 };
