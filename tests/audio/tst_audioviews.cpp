@@ -2,10 +2,10 @@
 #include "audio/engine.h"
 #include "audio/spectrograph.h"
 #include "audio/tonegeneratordialog.h"
-#include "audio/virtualaudiodevice.h"
 #include "audio/waveform.h"
 #include "support/datarow.h"
 #include "support/testsettings.h"
+#include "support/virtualaudiodevice.h"
 
 #include <QAction>
 #include <QCheckBox>

@@ -1,6 +1,6 @@
 #include "audio/wavfile.h"
-#include "audio/wavwriter.h"
 #include "support/datarow.h"
+#include "support/wavwriter.h"
 
 #include <QElapsedTimer>
 #include <QRandomGenerator>
