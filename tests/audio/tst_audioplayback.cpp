@@ -65,10 +65,6 @@ private slots:
         QFETCH(QByteArray, tail);
         const QByteArray samples = chooseWav(WavWriter(channels, rate), frames, tail);
         QVERIFY(closer.boxes().isEmpty());
-        QCOMPARE(page->findChild<QLabel *>("infoMessageLabel")->text(),
-                 QStringLiteral("%1 Hz 16 bit signed LE %2")
-                     .arg(rate)
-                     .arg(channels == 1 ? "mono" : "stereo"));
         QVERIFY(playToEnd());
 
         const QByteArray out = device->kitSamples();
@@ -120,8 +116,6 @@ private slots:
                 "Audio format not supported|8000 Hz 8 bit unsigned LE mono|" + close);
         dataRow("RIFX", rifx.header(800) + rifx.samples(400),
                 "Audio format not supported|8000 Hz 16 bit signed BE mono|" + close);
-        dataRow("short header", QByteArray("RIFF\0\0\0\0WAVEfmt ", 16),
-                "Could not open file|%1|" + close);
     }
     // Each refusal shows its heading and detail, and Play then does nothing.
     void refusedFiles()
