@@ -214,10 +214,6 @@ private slots:
 
 private:
     QPushButton *button(const char *name) const { return page->findChild<QPushButton *>(name); }
-    bool kitControlsEnabled() const
-    {
-        return window->findChild<QPushButton *>("loadFromDeviceButton")->isEnabled();
-    }
     // A main window as when the kit has connected, its audio page watched.
     void openWindow()
     {
@@ -228,8 +224,10 @@ private:
         engine = page->findChild<Engine *>("engine");
         window->setControlsEnabled(true);
         connect(engine, &Engine::playPositionChanged, this, [this](qint64 at) { positions << at; });
-        connect(page, &AudioWidget::sigUpdateEnable, this,
-                [this] { controls << kitControlsEnabled(); });
+        // The kit controls, the load button among them, follow sigUpdateEnable.
+        connect(page, &AudioWidget::sigUpdateEnable, this, [this] {
+            controls << window->findChild<QPushButton *>("loadFromDeviceButton")->isEnabled();
+        });
     }
     // Writes contents into fileName and chooses it through "Play file".
     void choose(const QString &fileName, const QByteArray &contents)
