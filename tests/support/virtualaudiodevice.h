@@ -33,6 +33,7 @@ public:
         QCoreApplication::setLibraryPaths({plugins.path()});
     }
 
+    QString path() const { return dir.path(); }
     // What the kit's device and the default device have written since they were last opened.
     QString kitOutput() const { return dir.filePath("kit.raw"); }
     QString defaultOutput() const { return dir.filePath("default.raw"); }
