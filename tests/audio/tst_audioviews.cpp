@@ -425,21 +425,17 @@ private slots:
         connect(engine, &Engine::bufferChanged, &w, &Waveform::bufferChanged);
         connect(engine, &Engine::playPositionChanged, &w, &Waveform::audioPositionChanged);
 
-        // Answers the dialog as the user would, once it shows.
+        // Fills in the dialog, then answers it once it shows.
         auto *dialog = page.findChild<ToneGeneratorDialog *>();
-        QTimer answer;
-        connect(&answer, &QTimer::timeout, dialog, [&] {
-            if (!dialog->isVisible())
-                return;
-            answer.stop();
-            dialog->findChild<QCheckBox *>()->setChecked(frequency == 0);
-            dialog->findChild<QSpinBox *>()->setValue(qMax(frequency, 1));
-            dialog->findChild<QDoubleSpinBox *>()->setValue(amplitude);
+        dialog->findChild<QCheckBox *>()->setChecked(frequency == 0);
+        dialog->findChild<QSpinBox *>()->setValue(qMax(frequency, 1));
+        dialog->findChild<QDoubleSpinBox *>()->setValue(amplitude);
+        QTimer::singleShot(0, dialog, [&] {
+            QVERIFY(dialog->isVisible());
             dialog->findChild<QDialogButtonBox *>()
                 ->button(accepted ? QDialogButtonBox::Ok : QDialogButtonBox::Cancel)
                 ->click();
         });
-        answer.start(10);
         toneAction->trigger();
         QCOMPARE(toneAction->isChecked(), accepted);
         QVERIFY(!page.findChild<QAction *>("loadFileAction")->isChecked());
