@@ -5,8 +5,8 @@
 //     bench_audio_playback [megabytes]      (default 1024)
 
 #include "audio/engine.h"
-#include "audio/virtualaudiodevice.h"
-#include "audio/wavwriter.h"
+#include "support/virtualaudiodevice.h"
+#include "support/wavwriter.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -43,9 +43,7 @@ double cpuSeconds(int who)
 
 bool writeWav(const QString &fileName, qint64 dataBytes)
 {
-    WavWriter wav;
-    wav.channels = Channels;
-    wav.rate = Rate;
+    const WavWriter wav(Channels, Rate);
     QFile file(fileName);
     if (!file.open(QIODevice::WriteOnly) || file.write(wav.header(quint32(dataBytes))) != 44)
         return false;

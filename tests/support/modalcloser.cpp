@@ -18,6 +18,9 @@ void ModalCloser::closeModal()
     QWidget *modal = QApplication::activeModalWidget();
     if (auto *box = qobject_cast<QMessageBox *>(modal)) {
         seenTexts.append(box->text());
+        seenBoxes.append(QStringLiteral("%1|%2|%3")
+                             .arg(box->windowTitle(), box->text())
+                             .arg(box->standardButtons()));
         QAbstractButton *button = box->defaultButton();
         if (QAbstractButton *chosen = button ? button : box->buttons().value(0))
             chosen->click();

@@ -5,8 +5,8 @@
 
 // Closes modal dialogs from a timer so that a test never hangs on one. Each
 // message box it meets is answered with its default (or first) button and its
-// text is recorded; file dialogs are rejected unless a file name is queued for
-// them with answerFileDialogs().
+// text is recorded, also as "title|text|standard buttons" in boxes(); file dialogs
+// are rejected unless a file name is queued for them with answerFileDialogs().
 class ModalCloser : public QObject
 {
     Q_OBJECT
@@ -14,7 +14,12 @@ public:
     explicit ModalCloser(QObject *parent = nullptr);
 
     QStringList texts() const { return seenTexts; }
-    void clear() { seenTexts.clear(); }
+    QStringList boxes() const { return seenBoxes; }
+    void clear()
+    {
+        seenTexts.clear();
+        seenBoxes.clear();
+    }
     // File names to give the next file dialogs, in order; an empty name cancels.
     void answerFileDialogs(const QStringList &names) { fileAnswers = names; }
 
@@ -22,5 +27,6 @@ private:
     void closeModal();
 
     QStringList seenTexts;
+    QStringList seenBoxes;
     QStringList fileAnswers;
 };

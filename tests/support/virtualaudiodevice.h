@@ -20,10 +20,19 @@ public:
     {
         qputenv("HOME", dir.path().toLocal8Bit());
         writeConfig(withKit);
-        usePluginsWithAlsaAudioOnly();
+        // A plugin folder like the system's, with only the ALSA plugin among the audio ones.
+        const QDir system(QLibraryInfo::location(QLibraryInfo::PluginsPath));
+        QDir plugins(dir.filePath("plugins"));
+        plugins.mkpath("audio");
+        for (const QString &entry : system.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+            if (entry != "audio")
+                QFile::link(system.filePath(entry), plugins.filePath(entry));
+        }
+        for (const QString &plugin : QDir(system.filePath("audio")).entryList({"*alsa*"}))
+            QFile::link(system.filePath("audio/" + plugin), plugins.filePath("audio/" + plugin));
+        QCoreApplication::setLibraryPaths({plugins.path()});
     }
 
-    bool isValid() const { return dir.isValid(); }
     QString path() const { return dir.path(); }
     // What the kit's device and the default device have written since they were last opened.
     QString kitOutput() const { return dir.filePath("kit.raw"); }
@@ -49,36 +58,15 @@ public:
 private:
     static QByteArray pcm(const QString &name, const QString &file, const QString &description)
     {
-        return QStringLiteral("pcm.%1 {\n"
-                              "    type file\n"
-                              "    slave.pcm \"null\"\n"
-                              "    file \"%2\"\n"
-                              "    format \"raw\"\n"
-                              "    hint { show on description \"%3\" }\n"
-                              "}\n")
+        return QStringLiteral("pcm.%1 {\n    type file\n    slave.pcm \"null\"\n    file \"%2\"\n"
+                              "    format \"raw\"\n    hint { show on description \"%3\" }\n}\n")
             .arg(name, file, description)
             .toLocal8Bit();
     }
-
     static QByteArray contents(const QString &fileName)
     {
         QFile file(fileName);
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-
-    // A plugin folder like the system's, with only the ALSA plugin among the audio ones.
-    void usePluginsWithAlsaAudioOnly() const
-    {
-        const QDir system(QLibraryInfo::location(QLibraryInfo::PluginsPath));
-        QDir plugins(dir.filePath("plugins"));
-        plugins.mkpath("audio");
-        for (const QString &entry : system.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-            if (entry != "audio")
-                QFile::link(system.filePath(entry), plugins.filePath(entry));
-        }
-        for (const QString &plugin : QDir(system.filePath("audio")).entryList({"*alsa*"}))
-            QFile::link(system.filePath("audio/" + plugin), plugins.filePath("audio/" + plugin));
-        QCoreApplication::setLibraryPaths({plugins.path()});
     }
 
     QTemporaryDir dir;
