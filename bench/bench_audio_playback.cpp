@@ -5,8 +5,8 @@
 //     bench_audio_playback [megabytes]      (default 1024)
 
 #include "audio/engine.h"
-#include "support/virtualaudiodevice.h"
-#include "support/wavwriter.h"
+#include "virtualaudiodevice.h"
+#include "wavwriter.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

@@ -5,8 +5,8 @@
 #include "support/modalcloser.h"
 #include "support/testsettings.h"
 #include "support/threadwatch.h"
-#include "support/virtualaudiodevice.h"
-#include "support/wavwriter.h"
+#include "virtualaudiodevice.h"
+#include "wavwriter.h"
 
 #include <QAudioOutput>
 #include <QMessageBox>

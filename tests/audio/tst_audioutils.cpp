@@ -3,7 +3,7 @@
 #include "audio/spectrumanalyser.h"
 #include "support/datarow.h"
 #include "support/threadwatch.h"
-#include "support/wavwriter.h"
+#include "wavwriter.h"
 
 #include <QtEndian>
 #include <QtTest>

@@ -6,8 +6,8 @@
 #include "audio/waveform.h"
 #include "support/datarow.h"
 #include "support/testsettings.h"
-#include "support/virtualaudiodevice.h"
-#include "support/wavwriter.h"
+#include "virtualaudiodevice.h"
+#include "wavwriter.h"
 
 #include <QAction>
 #include <QCheckBox>

@@ -1,7 +1,7 @@
 #include "audio/audioutils.h"
 #include "audio/wavfile.h"
 #include "support/datarow.h"
-#include "support/wavwriter.h"
+#include "wavwriter.h"
 
 #include <QElapsedTimer>
 #include <QRandomGenerator>
