@@ -133,7 +133,12 @@ void TestKitLog::viewMenuShowsTheDockAndRemembersItApart()
         QVERIFY(connectWindow());
         window->show();
         auto *action = window->findChild<QAction *>("kitLogAction");
-        QVERIFY(window->findChild<QMenuBar *>("menuBar")->actions().value(1)->menu()->actions().contains(action));
+        QVERIFY(window->findChild<QMenuBar *>("menuBar")
+                    ->actions()
+                    .value(1)
+                    ->menu()
+                    ->actions()
+                    .contains(action));
         QCOMPARE(window->kitLogDock()->isVisible(), shown);
         action->trigger();
         QCOMPARE(window->kitLogDock()->isVisible(), !shown);
