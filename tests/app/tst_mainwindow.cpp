@@ -72,6 +72,7 @@ private slots:
         QDir(settings.fileName()).removeRecursively(); // left by a row that broke it
         settings.reset();
     }
+
     void calls_data()
     {
         QTest::addColumn<Calls>("calls");
@@ -122,6 +123,7 @@ private slots:
             QVERIFY2(!label->isVisibleTo(&window) || label->width() >= label->sizeHint().width(),
                      qPrintable(label->text()));
     }
+
     void connection_data()
     {
         QTest::addColumn<QByteArray>("session"); // the settings file before the start
@@ -225,6 +227,7 @@ private slots:
         QTimer::singleShot(0, window.findChild<QAction *>("exitAction"), &QAction::trigger);
         QCOMPARE(runLoop(300, [] { return false; }), 0);
     }
+
     void aboutEndsSentencesOnce()
     {
         MainWindow window(noPorts);
@@ -233,9 +236,10 @@ private slots:
         const QString text = closer.texts().value(0);
         QVERIFY2(text.contains(ORG_DISPLAY_NAME) && !text.contains(".."), qPrintable(text));
     }
+
     // File, Save and File, Open through their dialogs, in a folder with a PNG picture and
-    // another session: what is said (the start of it), the exit code, and the files made
-    // ("name=marker", "-" for none); the session keeps its marker unless another was opened.
+    // another session: what is said (the start of it), the exit code, the session's marker
+    // after, and the files made in the folder, each a copy of the session.
     void sessionFiles_data()
     {
         QTest::addColumn<QString>("action");
@@ -243,14 +247,16 @@ private slots:
         QTest::addColumn<bool>("broken"); // the session file is a folder: no copy can be made
         QTest::addColumn<QString>("message");
         QTest::addColumn<int>("exitCode");
-        QTest::addColumn<QStringList>("files");
-        dataRow("save adds the suffix", "saveAction", "copy", false, "", NoExit,
-                QStringList{"copy.ini=session", "copy=-"});
+        QTest::addColumn<QString>("marker");
+        QTest::addColumn<QStringList>("made");
+        dataRow("save adds the suffix", "saveAction", "copy", false, "", NoExit, "session",
+                QStringList{"copy.ini"});
         dataRow("failed save", "saveAction", "copy.ini", true,
-                "The session was not saved to %1/copy.ini:\n", NoExit, QStringList{"copy.ini=-"});
+                "The session was not saved to %1/copy.ini:\n", NoExit, "", QStringList());
         dataRow("open a picture", "openAction", "picture.png", false,
-                "The session was not opened from %1/picture.png:\n", NoExit, QStringList());
-        dataRow("open a session", "openAction", "other.ini", false, "", EXIT_CODE_RESTART,
+                "The session was not opened from %1/picture.png:\n", NoExit, "session",
+                QStringList());
+        dataRow("open a session", "openAction", "other.ini", false, "", EXIT_CODE_RESTART, "other",
                 QStringList());
     }
     void sessionFiles()
@@ -260,7 +266,8 @@ private slots:
         QFETCH(bool, broken);
         QFETCH(QString, message);
         QFETCH(int, exitCode);
-        QFETCH(QStringList, files);
+        QFETCH(QString, marker);
+        QFETCH(QStringList, made);
         writeSession("chipid=67\nfirst_boot=false\nmarker=session\n");
         QTemporaryDir dir;
         writeFile(dir.filePath("picture.png"), QByteArray::fromHex("89504E470D0A1A0A0000000D"));
@@ -276,17 +283,14 @@ private slots:
         QVERIFY2(said.left(start.size()) == start &&
                      (said.size() > start.size()) == !start.isEmpty(),
                  qPrintable(said));
-        QCOMPARE(QSettings().value("marker").toString(), broken ? ""
-                                                         : exitCode == EXIT_CODE_RESTART
-                                                             ? "other"
-                                                             : "session");
-        for (const QString &file : files) {
-            const QString path = dir.filePath(file.section('=', 0, 0));
-            QCOMPARE(QFile::exists(path) ? QSettings(path, QSettings::IniFormat).value("marker")
-                                         : QVariant("-"),
-                     QVariant(file.section('=', 1)));
-        }
+        QCOMPARE(QSettings().value("marker").toString(), marker);
+        QCOMPARE(QDir(dir.path()).entryList(QDir::Files),
+                 made + QStringList({"other.ini", "picture.png"}));
+        for (const QString &file : made)
+            QCOMPARE(QSettings(dir.filePath(file), QSettings::IniFormat).value("marker"),
+                     QVariant("session"));
     }
+
     // A revision B session meets a chip it does not know: one message naming the chip, one
     // restart into revision C, then the program works on without a word at later passes.
     void unknownChipIsAnnouncedOnce()
@@ -305,6 +309,7 @@ private slots:
                  QStringList{"Chip ID revision has changed\nCurrent Revision: unknown "
                              "(0x1234), worked with as C\nPrevious Revision: B"});
     }
+
     // File, Open and Save have their shortcuts; menus and buttons each a mnemonic of its own.
     void keyboardReachesFilesAndButtons()
     {
@@ -321,6 +326,7 @@ private slots:
                 << QKeySequence::mnemonic(window.findChild<QPushButton *>(name)->text()).toString();
         QCOMPARE(keys.size(), 11); // three menus, seven buttons, and the empty one
     }
+
     // At 1024 by 700 each of the four pages scrolls, and every control can be brought into
     // view whole.
     void pagesScrollInASmallWindow()
