@@ -19,10 +19,7 @@ const QStringList KitControls{
     "loadFromDeviceButton", "sendToDeviceButton",     "sendAndSaveButton", "powerButton",
     "oscillatorButton",     "oscillatorChannelCombo", "sensingButton",     "outputButton"};
 
-QList<PortCandidate> noPorts()
-{
-    return {};
-}
+const auto noPorts = [] { return QList<PortCandidate>(); };
 
 // The commands the kit got: "D" and "C" commands whole, the others by their first
 // byte with a run of the same first byte folded into one.
