@@ -49,7 +49,6 @@ private slots:
         QVERIFY2(printed.contains(QString(output).replace("%1", config.path())),
                  qPrintable(printed));
     }
-
     // Each mention of xvfb-run keeps the server from resetting between the passes.
     void xvfbAdviceKeepsTheServer()
     {
@@ -57,9 +56,9 @@ private slots:
             QFile file(KTR_SOURCE_DIR + QString(name));
             QVERIFY(file.open(QIODevice::ReadOnly));
             const QString text = file.readAll();
-            QVERIFY2(text.count("xvfb-run") > 0 &&
-                         text.count("xvfb-run") ==
-                             text.count(QRegularExpression("xvfb-run -s \\\\?\"-noreset")),
+            const int mentions = text.count("xvfb-run");
+            QVERIFY2(mentions > 0 &&
+                         mentions == text.count(QRegularExpression("xvfb-run -s \\\\?\"-noreset")),
                      name);
         }
     }

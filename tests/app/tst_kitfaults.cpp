@@ -2,33 +2,17 @@
 #include "kitfirmware.h"
 #include "link/serialcontroller.h"
 #include "simulatedkit.h"
+#include "support/datarow.h"
 #include "support/modalcloser.h"
 #include "support/sessionshape.h"
 #include "support/testsettings.h"
+#include "support/windowtest.h"
 
-#include <QLabel>
-#include <QPushButton>
 #include <QtTest>
+#include <QtWidgets>
 
 // The main window against a kit that misbehaves: pulled out in the middle of a transfer,
 // answering with a broken reply, or met with a damaged session file.
-namespace {
-
-QString text(const MainWindow &window, const char *name)
-{
-    return window.findChild<QLabel *>(name)->text();
-}
-
-void writeSession(const QString &fileName, const QByteArray &bytes)
-{
-    QDir().mkpath(QFileInfo(fileName).path());
-    QFile file(fileName);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(bytes);
-}
-
-} // namespace
-
 class TestKitFaults : public QObject
 {
     Q_OBJECT
@@ -45,8 +29,13 @@ private slots:
         if (!kit.transport().isPlugged())
             QVERIFY(kit.plug());
         settings.reset();
+        writeFile(settings.fileName(), "[General]\nchipid=67\nfirst_boot=false\n");
     }
-
+    void cleanup()
+    {
+        window.reset();
+        closer.clear();
+    }
     void unplugAfterEachCommand_data();
     void unplugAfterEachCommand();
     void brokenReplyLeavesTheSession();
@@ -54,9 +43,12 @@ private slots:
     void damagedSessions();
 
 private:
+    void press(const char *button) { window->findChild<QPushButton *>(button)->click(); }
+
     TestSettings settings;
     SimulatedKit kit;
     ModalCloser closer;
+    std::unique_ptr<MainWindow> window;
     QByteArray session; // as the first connection to the kit leaves it
 };
 
@@ -64,10 +56,10 @@ void TestKitFaults::unplugAfterEachCommand_data()
 {
     QTest::addColumn<QString>("button");
     QTest::addColumn<bool>("afterSend"); // from the first command after Send to Device's
-    QTest::newRow("Load from Device") << "loadFromDeviceButton" << false;
-    QTest::newRow("Send to Device") << "sendToDeviceButton" << false;
+    dataRow("Load from Device", "loadFromDeviceButton", false);
+    dataRow("Send to Device", "sendToDeviceButton", false);
     // Its first part is Send to Device, which the row above pulls apart command by command.
-    QTest::newRow("Send to Device && Save to EEPROM") << "sendAndSaveButton" << true;
+    dataRow("Send to Device && Save to EEPROM", "sendAndSaveButton", true);
 }
 
 // For each command of the transfer in turn, the kit goes when that command's exchange is
@@ -77,87 +69,76 @@ void TestKitFaults::unplugAfterEachCommand()
 {
     QFETCH(QString, button);
     QFETCH(bool, afterSend);
-    writeSession(settings.fileName(), "[General]\nchipid=67\nfirst_boot=false\n");
     const QMap<QString, QString> start = sessionSnapshot();
-    MainWindow window(kit.enumerator());
-    SerialController *serial = window.serialController();
+    window = std::make_unique<MainWindow>(kit.enumerator());
+    SerialController *serial = window->serialController();
     QVERIFY(serial->isConnected());
-    auto *press = window.findChild<QPushButton *>(button);
-
     int ended = 0, unplugAfter = -1, failedAfterUnplug = 0;
-    QStringList exchanges; // of the last transfer: command, how it ended, how long it took
+    QString trace; // of the last transfer: command:end:ms ...
     qint64 longest = 0;
-    connect(serial, &SerialController::sigExchangeEnded, this,
-            [&](ReadType, ExchangeEnd end, const QByteArray &command, qint64 ms) {
-                longest = qMax(longest, ms);
-                exchanges << QStringLiteral("%1:%2:%3")
-                                 .arg(QString::fromLatin1(command.left(2).toHex()))
-                                 .arg(int(end))
-                                 .arg(ms);
-                // The ends the user is told of; a port lost mid-reply is told by the
-                // next command's failed write, if any.
-                const bool failed = end == ExchangeEnd::WriteFailed ||
-                                    end == ExchangeEnd::ByteBound || end == ExchangeEnd::TimeBound;
-                failedAfterUnplug += ended >= unplugAfter && unplugAfter > 0 && failed;
-                if (++ended == unplugAfter)
-                    kit.unplug();
-            });
-    window.findChild<QPushButton *>("sendToDeviceButton")->click();
+    connect(
+        serial, &SerialController::sigExchangeEnded, window.get(),
+        [&](ReadType, ExchangeEnd end, const QByteArray &command, qint64 ms) {
+            longest = qMax(longest, ms);
+            trace +=
+                QString(" %1:%2:%3").arg(QString(command.left(2).toHex())).arg(int(end)).arg(ms);
+            // The ends the user is told of; a port lost mid-reply is told by the next
+            // command's failed write, if any.
+            failedAfterUnplug += ended >= unplugAfter && unplugAfter > 0 &&
+                                 (end == ExchangeEnd::WriteFailed ||
+                                  end == ExchangeEnd::ByteBound || end == ExchangeEnd::TimeBound);
+            if (++ended == unplugAfter)
+                kit.unplug();
+        });
+    press("sendToDeviceButton");
     const int skip = afterSend ? ended - 1 : 0;
     ended = 0;
-    press->click();
+    press(qPrintable(button));
     const int commands = ended;
-    QVERIFY2(commands > skip, qPrintable(QStringLiteral("%1 %2").arg(commands).arg(skip)));
+    QVERIFY2(commands > skip, qPrintable(trace));
 
     for (unplugAfter = skip + 1; unplugAfter <= commands; ++unplugAfter) {
         ended = failedAfterUnplug = 0;
-        exchanges.clear();
-        press->click();
-        const QString trace = QString::number(unplugAfter) + ": " + exchanges.join(' ');
+        trace = QString::number(unplugAfter) + ":";
+        press(qPrintable(button));
         QVERIFY2(longest <=
                      SerialController::WriteTimeoutMs + SerialController::ExchangeTimeLimitMs,
                  qPrintable(trace));
-        QVERIFY(!serial->isConnected());
-        QCOMPARE(text(window, "connectionLabel"), QStringLiteral("Not Connected"));
+        QVERIFY(!serial->isConnected()); // polls the port, as its timer does
+        QCOMPARE(look(*window, "connectionLabel").section('|', 0, 0), "Not Connected");
         // One failure reports the loss; the commands after it vanish without a word. (A
         // write stalled by a loaded machine before the loss may add a message of its own.)
         QVERIFY2(failedAfterUnplug <= 1, qPrintable(trace));
-        closer.clear();
         QCOMPARE(QSettings().status(), QSettings::NoError);
         const QStringList problems = malformedWrites(start);
         QVERIFY2(problems.isEmpty(), qPrintable(problems.join(' ')));
         QVERIFY(kit.plug());
         QVERIFY(serial->isConnected());
-        QCOMPARE(text(window, "connectionLabel"), QStringLiteral("Connected"));
-        QCOMPARE(text(window, "firmwareLabel"), QStringLiteral("Firmware ID: 2.3"));
+        QCOMPARE(look(*window, "firmwareLabel"), "Firmware ID: 2.3");
     }
 }
 
 // A reply cut short stores nothing and leaves the sync label as it was, with a warning.
 void TestKitFaults::brokenReplyLeavesTheSession()
 {
-    writeSession(settings.fileName(), "[General]\nchipid=67\nfirst_boot=false\n");
-    MainWindow window(kit.enumerator());
-    QVERIFY(window.serialController()->isConnected());
+    window = std::make_unique<MainWindow>(kit.enumerator());
+    QVERIFY(window->serialController()->isConnected());
     // Channel A's first parameter, 60.00, comes first; cut, it would read as 58.88.
     const QByteArray whole = kit.withFirmware([](KitFirmware &firmware) {
         firmware.feed("200\x17\x70");
         return firmware.feed("5").value(0).reply;
     });
     kit.setReplyOverride('5', whole.left(3) + whole.mid(4));
-    const QMap<QString, QString> before = sessionSnapshot();
-
+    const QString key = "sensing/1/low_amp_multiplicator",
+                  before = QSettings().value(key).toString();
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression("not stored"));
-    window.findChild<QPushButton *>("loadFromDeviceButton")->click();
-    QCOMPARE(text(window, "syncLabel"), QStringLiteral("Pending Changes"));
-    QCOMPARE(sessionSnapshot().value("sensing/1/low_amp_multiplicator"),
-             before.value("sensing/1/low_amp_multiplicator"));
-
+    press("loadFromDeviceButton");
+    QCOMPARE(look(*window, "syncLabel").section('|', 0, 0), "Pending Changes");
+    QCOMPARE(QSettings().value(key).toString(), before);
     kit.clearFaults();
-    window.findChild<QPushButton *>("loadFromDeviceButton")->click();
-    QCOMPARE(text(window, "syncLabel"), QStringLiteral("Up To Date"));
-    QVERIFY(sessionSnapshot().value("sensing/1/low_amp_multiplicator") !=
-            before.value("sensing/1/low_amp_multiplicator"));
+    press("loadFromDeviceButton");
+    QCOMPARE(look(*window, "syncLabel").section('|', 0, 0), "Up To Date");
+    QVERIFY(QSettings().value(key).toString() != before);
 }
 
 void TestKitFaults::damagedSessions_data()
@@ -208,35 +189,30 @@ void TestKitFaults::damagedSessions()
 {
     QFETCH(QStringList, edits);
     if (session.isEmpty()) { // a whole session, as a first connection leaves it
-        writeSession(settings.fileName(), "[General]\nchipid=67\n");
-        MainWindow window(kit.enumerator());
-        QVERIFY(window.serialController()->isConnected());
+        writeFile(settings.fileName(), "[General]\nchipid=67\n");
+        MainWindow first(kit.enumerator());
+        QVERIFY(first.serialController()->isConnected());
         QFile file(settings.fileName());
         QVERIFY(file.open(QIODevice::ReadOnly));
         session = file.readAll();
         QVERIFY(session.contains("first_boot=false"));
     }
-    writeSession(settings.fileName(), session);
-    {
-        QSettings file;
-        for (const QString &edit : edits) {
-            if (edit.startsWith('-'))
-                file.remove(edit.mid(1));
-            else if (!edit.startsWith("file:"))
-                file.setValue(edit.section('=', 0, 0), edit.section('=', 1));
-        }
+    writeFile(settings.fileName(), session);
+    for (const QString &edit : edits) {
+        if (edit.startsWith('-'))
+            QSettings().remove(edit.mid(1));
+        else if (edit.startsWith("file:"))
+            writeFile(settings.fileName(), edit.mid(5).toLatin1());
+        else
+            QSettings().setValue(edit.section('=', 0, 0), edit.section('=', 1));
     }
-    if (edits.value(0).startsWith("file:"))
-        writeSession(settings.fileName(), edits.first().mid(5).toLatin1());
     const QMap<QString, QString> before = sessionSnapshot();
-
-    MainWindow window(kit.enumerator());
-    QVERIFY(window.serialController()->isConnected());
-    QCOMPARE(text(window, "connectionLabel"), QStringLiteral("Connected"));
-    window.findChild<QPushButton *>("sendToDeviceButton")->click();
+    window = std::make_unique<MainWindow>(kit.enumerator());
+    QVERIFY(window->serialController()->isConnected());
+    QCOMPARE(look(*window, "connectionLabel").section('|', 0, 0), "Connected");
+    press("sendToDeviceButton");
     const QStringList problems = malformedWrites(before);
     QVERIFY2(problems.isEmpty(), qPrintable(problems.join(' ')));
-    closer.clear();
 }
 
 QTEST_MAIN(TestKitFaults)
