@@ -89,12 +89,14 @@ int main(int argc, char **argv)
     const qint64 rssBefore = residentKb();
     qint64 rssPeak = rssBefore;
     QTimer sampler;
-    QObject::connect(&sampler, &QTimer::timeout, [&] { rssPeak = qMax(rssPeak, residentKb()); });
+    QObject::connect(&sampler, &QTimer::timeout, &sampler,
+                     [&] { rssPeak = qMax(rssPeak, residentKb()); });
     sampler.start(100);
-    QObject::connect(&engine, &Engine::stateChanged, [&](QAudio::Mode, QAudio::State state) {
-        if (state == QAudio::StoppedState)
-            app.quit();
-    });
+    QObject::connect(&engine, &Engine::stateChanged, &engine,
+                     [&](QAudio::Mode, QAudio::State state) {
+                         if (state == QAudio::StoppedState)
+                             app.quit();
+                     });
     const double cpuBefore = cpuSeconds(RUSAGE_SELF);
     QElapsedTimer wall;
     wall.start();

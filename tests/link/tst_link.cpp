@@ -132,10 +132,10 @@ private slots:
         SerialController controller(kit.enumerator());
         QVERIFY(controller.isConnected());
         QList<ExchangeEnd> ends;
-        connect(&controller, &SerialController::sigExchangeEnded,
+        connect(&controller, &SerialController::sigExchangeEnded, &controller,
                 [&](ReadType, ExchangeEnd e) { ends << e; });
         int bytes = 0;
-        connect(&controller, &SerialController::sigDataRead,
+        connect(&controller, &SerialController::sigDataRead, &controller,
                 [&](const QByteArray &data) { bytes += data.size(); });
 
         QElapsedTimer elapsed;

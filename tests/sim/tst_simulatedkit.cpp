@@ -187,9 +187,9 @@ private slots:
         QVERIFY(controller.isConnected());
         ModalCloser closer;
         QList<QByteArray> trace;
-        connect(&controller, &SerialController::sigDataRead,
+        connect(&controller, &SerialController::sigDataRead, &controller,
                 [&](const QByteArray &data) { trace << data; });
-        connect(&controller, &SerialController::sigDeviceConnected,
+        connect(&controller, &SerialController::sigDeviceConnected, &controller,
                 [&](bool on) { trace << (on ? "<connected>" : "<disconnected>"); });
         for (const QString &step : steps.split(' ')) {
             if (step == "unplug")

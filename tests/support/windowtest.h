@@ -23,7 +23,7 @@ inline int runLoop(int timeoutMs, const std::function<bool()> &ready)
 {
     QTimer poll;
     int seen = 0, left = timeoutMs / 50;
-    QObject::connect(&poll, &QTimer::timeout, [&] {
+    QObject::connect(&poll, &QTimer::timeout, &poll, [&] {
         if ((seen = ready() ? seen + 1 : 0) == 2 || --left == 0)
             QCoreApplication::exit(NoExit);
     });
