@@ -321,8 +321,7 @@ void MainWindow::connectUi()
     for (SerialDispatcher *dispatcher :
          {static_cast<SerialDispatcher *>(registers), static_cast<SerialDispatcher *>(sensing),
           static_cast<SerialDispatcher *>(audioSettings)})
-        connect(dispatcher, &SerialDispatcher::sigReplyRejected, this,
-                [this]() { replyRejected = true; });
+        connect(dispatcher, &SerialDispatcher::sigReplyRejected, this, &MainWindow::countLinkFault);
 
     connect(registers, &RegisterController::sigSetFirmwareId, this, &MainWindow::setFirmwareId);
     connect(registers, &RegisterController::sigSetChipId, this, &MainWindow::setChipId);
@@ -552,11 +551,10 @@ void MainWindow::loadFromDevice()
 {
     setCursor(Qt::WaitCursor);
     const int faults = linkFaults;
-    replyRejected = false;
     sensing->readSettings();
     audioSettings->read();
     registerPage->readAll();
-    if (serial->isConnected() && linkFaults == faults && !replyRejected)
+    if (serial->isConnected() && linkFaults == faults)
         markUpToDate();
     setCursor(Qt::ArrowCursor);
 }

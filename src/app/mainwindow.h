@@ -126,12 +126,9 @@ private:
     QLabel *channelALabel = nullptr;
     QLabel *channelBLabel = nullptr;
 
-    // Failed writes and losses of the kit so far; a transfer during which this
-    // grows did not reach the kit whole.
+    // Exchanges that did not run their course, losses of the kit and replies not stored
+    // so far; a transfer during which this grows did not pass whole between program and kit.
     int linkFaults = 0;
-    // Set when a reply of the current load was not stored; the load then leaves the
-    // sync label as it was.
-    bool replyRejected = false;
     // Set by a firmware the program refuses: the pass ends with 0 once the chip has been
     // checked as well, and no restart may take its place.
     bool firmwareRefused = false;

@@ -1,5 +1,6 @@
 #include "kitdecoder.h"
 
+#include "replyframing.h"
 #include "wire.h"
 
 namespace {
@@ -21,11 +22,11 @@ const CommandInfo Commands[] = {
     {'1', 2, -1, "save registers"},
     {'2', 5, -1, "write sensing parameter"},
     {'3', 2, -1, "save sensing parameters"},
-    {'4', 1, 3, "read registers"},
-    {'5', 1, 4, "read sensing parameters"},
+    {'4', 1, RegisterRecordSize, "read registers"},
+    {'5', 1, SensingRecordSize, "read sensing parameters"},
     {'6', 6, -1, "write audio setting"},
     {'7', 1, -1, "save audio settings"},
-    {'8', 1, 13, "read audio settings"},
+    {'8', 1, AudioRecordSize, "read audio settings"},
     {'=', 1, 0, "read firmware identifier"},
     {'H', 1, 0, "read chip identifier"},
     {'<', 1, -1, "power up"},
@@ -182,7 +183,7 @@ QString KitDecoder::record(char command, const QByteArray &record) const
 {
     switch (command) {
     case '4': {
-        if (record.size() < 3)
+        if (record.size() < RegisterRecordSize)
             break;
         const quint8 address = quint8(record.at(1)) >> 4;
         const quint16 data = quint16((quint8(record.at(1)) & 0x0F) << 8 | quint8(record.at(2)));
@@ -191,15 +192,15 @@ QString KitDecoder::record(char command, const QByteArray &record) const
                registerWords(channel <= 1 ? channel : -1, address, data);
     }
     case '5':
-        if (record.size() < 4)
+        if (record.size() < SensingRecordSize)
             break;
         return channelByte(quint8(record.at(0))) + QStringLiteral(", ") +
                sensingWords(quint8(record.at(1)), record.mid(2, 2));
     case '8':
-        if (record.size() < 13)
+        if (record.size() < AudioRecordSize)
             break;
-        return text(record.left(11)) + QStringLiteral(" = ") +
-               number(bytesToFloat(record.mid(11, 2)));
+        return audioRecordKey(record) + QStringLiteral(" = ") +
+               number(bytesToFloat(record.mid(AudioRecordSize - 2, 2)));
     case '=':
         return QStringLiteral("firmware identifier \"%1\"").arg(text(record));
     case 'H': {
