@@ -16,6 +16,11 @@ inline const QString TOOL_NAME = QStringLiteral("Qt Creator");
 inline const QString TOOL_VERSION = QStringLiteral("4.8.1");
 inline const QString COMPATIBLE_FIRMWARE_VERSION = QStringLiteral("2.3");
 
+// The view's own settings file beside the session's, never inside it, and its key
+// for the output the user chose on the Audio tab.
+inline const QString VIEW_SETTINGS_NAME = APP_NAME + QStringLiteral(" View");
+inline const QString AUDIO_OUTPUT_KEY = QStringLiteral("audio_output");
+
 // Rich text of the About box, assembled from the constants above.
 extern const QString ABOUT_TEXT;
 

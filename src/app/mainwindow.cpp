@@ -336,6 +336,15 @@ void MainWindow::connectUi()
             &AudioWidget::sigUpdateUi);
     connect(audioPage, &AudioWidget::sigAudioSettingUpdated, this, &MainWindow::markPendingChanges);
     connect(audioPage, &AudioWidget::sigUpdateEnable, this, &MainWindow::setControlsEnabled);
+    // The output chosen on the Audio tab is a view setting, kept out of the session.
+    audioPage->setChosenOutput(
+        QSettings(QSettings::IniFormat, QSettings::UserScope, ORG_NAME, VIEW_SETTINGS_NAME)
+            .value(AUDIO_OUTPUT_KEY)
+            .toString());
+    connect(audioPage, &AudioWidget::sigOutputChosen, this, [](const QString &deviceName) {
+        QSettings(QSettings::IniFormat, QSettings::UserScope, ORG_NAME, VIEW_SETTINGS_NAME)
+            .setValue(AUDIO_OUTPUT_KEY, deviceName);
+    });
 
     connect(calibratorPage, &ThresholdCalibratorWidget::sigCalibrateThreshold, calibrator,
             &ThresholdCalibratorController::setMaxThreshold);

@@ -1,5 +1,7 @@
 #include "audioutils.h"
 
+#include <QFile>
+#include <QRegularExpression>
 #include <QtEndian>
 #include <cmath>
 
@@ -114,4 +116,62 @@ void generateTone(const SweptTone &tone, const QAudioFormat &format, QByteArray 
             phase -= TwoPi;
         phaseStep += phaseStepStep;
     }
+}
+
+Q_LOGGING_CATEGORY(lcAudio, "ktr.audio", QtInfoMsg)
+
+namespace {
+
+const QString KitProduct = QStringLiteral("Cypress Digital Audio");
+
+} // namespace
+
+QHash<QString, QString> alsaCardNames(const QByteArray &procCards)
+{
+    // " 1 [Audio          ]: USB-Audio - Cypress Digital Audio"
+    // "                      Cypress Semiconductor Cypress Digital Audio at usb-..."
+    static const QRegularExpression head(QStringLiteral("^\\s*(\\d+)\\s+\\[(\\S+)\\s*\\]:(.*)$"));
+    QHash<QString, QString> cards;
+    QString index, id;
+    for (const QString &line : QString::fromUtf8(procCards).split('\n')) {
+        const QRegularExpressionMatch match = head.match(line);
+        if (match.hasMatch()) {
+            index = match.captured(1);
+            id = match.captured(2);
+            cards[index] = cards[id] = match.captured(3).trimmed();
+        } else if (!id.isEmpty() && !line.trimmed().isEmpty()) {
+            cards[index] = cards[id] = cards[id] + '\n' + line.trimmed();
+        }
+    }
+    return cards;
+}
+
+QHash<QString, QString> alsaCardNames()
+{
+    QFile file(QStringLiteral("/proc/asound/cards"));
+    return file.open(QIODevice::ReadOnly) ? alsaCardNames(file.readAll())
+                                          : QHash<QString, QString>();
+}
+
+int kitDeviceRank(const QString &deviceName, const QHash<QString, QString> &cards)
+{
+    if (deviceName.contains(KitProduct))
+        return 4;
+    // udev names a USB card "<vendor>_<product>", spaces as underscores; the vendor part
+    // keeps a bare fragment of another sink's name from passing.
+    static const QRegularExpression sink(
+        QStringLiteral("^alsa_output\\.usb-[^.]+_Cypress_Digital_Audio([-.].*)?$"));
+    if (sink.match(deviceName).hasMatch())
+        return 4;
+    // ALSA: "plughw:CARD=Audio,DEV=0", "sysdefault:CARD=Audio", "hw:1,0", ...
+    static const QRegularExpression alsa(
+        QStringLiteral("^([a-z0-9_]+):(?:CARD=)?([^,]+)(?:,.*)?$"));
+    const QRegularExpressionMatch match = alsa.match(deviceName);
+    if (!match.hasMatch() || !cards.value(match.captured(2)).contains(KitProduct))
+        return 0;
+    const QString plugin = match.captured(1);
+    if (plugin == QLatin1String("plughw") || plugin == QLatin1String("sysdefault") ||
+        plugin == QLatin1String("default"))
+        return 3;
+    return plugin == QLatin1String("hw") ? 1 : 2;
 }

@@ -2,6 +2,8 @@
 
 #include <QAudioFormat>
 #include <QByteArray>
+#include <QHash>
+#include <QLoggingCategory>
 #include <QString>
 #include <QtGlobal>
 
@@ -44,3 +46,21 @@ qint16 realToPcm(double real);
 // Fills the whole of buffer (sized by the caller) with tone as 16-bit samples, the
 // same value in every channel of a frame.
 void generateTone(const SweptTone &tone, const QAudioFormat &format, QByteArray &buffer);
+
+// The audio subsystem's debug lines (engine, waveform); off unless enabled through
+// QT_LOGGING_RULES="ktr.audio.debug=true".
+Q_DECLARE_LOGGING_CATEGORY(lcAudio)
+
+// The ALSA cards of /proc/asound/cards: each card's id and its index, both mapping to
+// the card's names (short and long), so a device name can be traced to its product.
+QHash<QString, QString> alsaCardNames(const QByteArray &procCards);
+// The same, read from this machine's /proc/asound/cards; empty where there is none.
+QHash<QString, QString> alsaCardNames();
+
+// How well an output device named deviceName stands for the kit's USB audio device: 0
+// when it is not the kit's; higher is better. Matches the kit's product string in the
+// name itself, a PulseAudio or PipeWire sink of a USB card with that product
+// (alsa_output.usb-<vendor>_Cypress_Digital_Audio<suffix>), and ALSA devices of a card
+// whose names (from alsaCardNames) hold it, ranking devices that convert formats
+// (plughw, sysdefault) above raw hw.
+int kitDeviceRank(const QString &deviceName, const QHash<QString, QString> &cards);

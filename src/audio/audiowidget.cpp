@@ -8,6 +8,8 @@
 #include "progressbar.h"
 #include "tonegeneratordialog.h"
 
+#include <QAudioDeviceInfo>
+#include <QComboBox>
 #include <QFileDialog>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -29,6 +31,7 @@ AudioWidget::AudioWidget(QWidget *parent)
       stopIcon(style()->standardIcon(QStyle::SP_MediaStop)), playButton(new QPushButton(this)),
       playIcon(style()->standardIcon(QStyle::SP_MediaPlay)),
       infoMessageLabel(new QLabel(tr("Select a file to play"), this)),
+      outputLabel(new QLabel(this)), outputBox(new QComboBox(this)),
       toneGeneratorDialog(new ToneGeneratorDialog(this)), modeMenu(new QMenu(this))
 {
     toneGeneratorDialog->setObjectName(QStringLiteral("toneGeneratorDialog"));
@@ -39,6 +42,8 @@ AudioWidget::AudioWidget(QWidget *parent)
     stopButton->setObjectName(QStringLiteral("stopButton"));
     playButton->setObjectName(QStringLiteral("playButton"));
     infoMessageLabel->setObjectName(QStringLiteral("infoMessageLabel"));
+    outputLabel->setObjectName(QStringLiteral("outputLabel"));
+    outputBox->setObjectName(QStringLiteral("outputBox"));
     createUi();
     connectUi();
 }
@@ -60,6 +65,16 @@ void AudioWidget::createUi()
     layout->addWidget(infoMessageLabel);
 
     layout->addWidget(progressBar);
+
+    // Where the sound goes, and the user's say in it.
+    auto *outputRow = new QHBoxLayout;
+    outputLabel->setWordWrap(true);
+    outputLabel->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+    outputRow->addWidget(outputLabel);
+    outputBox->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    outputBox->setToolTip(tr("The output that plays"));
+    outputRow->addWidget(outputBox);
+    layout->addLayout(outputRow);
 
     auto *buttonRow = new QHBoxLayout;
     auto *buttonPanel = new QWidget(this);
@@ -119,6 +134,10 @@ void AudioWidget::connectUi()
     connect(this, SIGNAL(sigUpdateUi()), audioSettingsWidget, SLOT(init()));
     connect(audioSettingsWidget, SIGNAL(sigAudioSettingUpdated()), this,
             SIGNAL(sigAudioSettingUpdated()));
+    connect(engine, SIGNAL(outputDeviceChanged()), this, SLOT(updateOutputLine()));
+    connect(engine, SIGNAL(outputLost(QString)), this, SLOT(outputLost(QString)));
+    fillOutputBox();
+    connect(outputBox, SIGNAL(activated(int)), this, SLOT(outputPicked(int)));
 }
 
 void AudioWidget::setEnabled(bool enabled)
@@ -131,6 +150,54 @@ void AudioWidget::setEnabled(bool enabled)
 void AudioWidget::rescanAudioDevices()
 {
     engine->rescanAudioDevices();
+    fillOutputBox();
+}
+
+void AudioWidget::setChosenOutput(const QString &deviceName)
+{
+    engine->setChosenOutput(deviceName);
+    fillOutputBox();
+}
+
+void AudioWidget::fillOutputBox()
+{
+    const QSignalBlocker blocker(outputBox);
+    outputBox->clear();
+    outputBox->addItem(tr("Automatic"), QString());
+    for (const QAudioDeviceInfo &device : QAudioDeviceInfo::availableDevices(QAudio::AudioOutput))
+        outputBox->addItem(device.deviceName(), device.deviceName());
+    // The choice in force: a remembered device that is gone shows as automatic.
+    outputBox->setCurrentIndex(qMax(0, outputBox->findData(engine->chosenOutput())));
+    updateOutputLine();
+}
+
+void AudioWidget::outputPicked(int index)
+{
+    const QString deviceName = outputBox->itemData(index).toString();
+    engine->setChosenOutput(deviceName);
+    emit sigOutputChosen(deviceName);
+    fillOutputBox();
+}
+
+void AudioWidget::outputLost(const QString &deviceName)
+{
+    lostMessage = tr("The output %1 went away: playback stopped.").arg(deviceName);
+    fillOutputBox();
+    lostMessage.clear();
+}
+
+void AudioWidget::updateOutputLine()
+{
+    const QString name = engine->audioOutputDevice().deviceName();
+    QString line;
+    if (!engine->chosenOutput().isEmpty() && name == engine->chosenOutput())
+        line = tr("Playing on %1, as chosen.").arg(name);
+    else if (kitDeviceRank(name, alsaCardNames()) > 0)
+        line = tr("Playing on the kit's audio device (%1).").arg(name);
+    else
+        line = tr("The kit's audio device was not found: playing on the default output (%1).")
+                   .arg(name.isEmpty() ? tr("none") : name);
+    outputLabel->setText(lostMessage.isEmpty() ? line : lostMessage + ' ' + line);
 }
 
 void AudioWidget::stopPlayback()

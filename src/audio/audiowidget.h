@@ -10,6 +10,7 @@ class FrequencySpectrum;
 class ProgressBar;
 class QAudioFormat;
 class QAction;
+class QComboBox;
 class QLabel;
 class QMenu;
 class QPushButton;
@@ -34,12 +35,17 @@ signals:
     void sigAudioSettingUpdated();
     // False while audio plays, true otherwise.
     void sigUpdateEnable(bool enable);
+    // The user picked an output by its device name; empty for the automatic choice.
+    void sigOutputChosen(const QString &deviceName);
 
 public slots:
     // Hides QWidget::setEnabled: only the file button follows the kit controls.
     void setEnabled(bool enabled);
     void rescanAudioDevices();
     void stopPlayback();
+    // Plays on deviceName while it exists (as remembered from an earlier run); empty
+    // for the kit's device or the default.
+    void setChosenOutput(const QString &deviceName);
 
     void stateChanged(QAudio::Mode mode, QAudio::State state);
     void formatChanged(const QAudioFormat &format);
@@ -56,11 +62,15 @@ private slots:
     void showFileDialog();
     void showToneGeneratorDialog();
     void updateButtonStates();
+    void updateOutputLine();
+    void outputLost(const QString &deviceName);
+    void outputPicked(int index);
 
 private:
     void createUi();
     void connectUi();
     void reset();
+    void fillOutputBox();
 
     enum Mode
     {
@@ -81,6 +91,9 @@ private:
     QLabel *infoMessageLabel = nullptr;
     int infoMessageTimerId = -1;
     AudioSettingsWidget *audioSettingsWidget = nullptr;
+    QLabel *outputLabel = nullptr;  // which device plays, in words
+    QComboBox *outputBox = nullptr; // "Automatic" and the devices Qt lists
+    QString lostMessage;            // shown once, after the output went away
 
     ToneGeneratorDialog *toneGeneratorDialog = nullptr;
     int mode = NoMode;

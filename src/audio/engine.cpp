@@ -10,7 +10,6 @@
 
 namespace {
 
-const QString KitDeviceName = QStringLiteral("Cypress Digital Audio");
 constexpr int NotifyIntervalMs = 100;
 constexpr qint64 BufferDurationUs = 10 * 1000000;
 constexpr qint64 LevelWindowUs = 100000;
@@ -19,6 +18,46 @@ constexpr qint64 ReadAheadUs = 500000;
 constexpr double SweepEndLimitHz = 300.0;
 constexpr double SweepStartHz = 1.0;
 constexpr int ExtraCandidateRateHz = 8000;
+// Rates and channel counts that real devices play: below 1 kHz is no audio a card
+// offers (and Qt's PulseAudio plugin divides by zero at 1 Hz), 384 kHz is the highest
+// rate of USB audio class 2 and PulseAudio, which carries at most 32 channels.
+constexpr int MinRateHz = 1000;
+constexpr int MaxRateHz = 384000;
+constexpr int MaxChannels = 32;
+constexpr int WatchIntervalMs = 100;
+// An output whose clock stood still this long may have lost its device.
+constexpr qint64 StallLimitMs = 1000;
+// Beyond the output's own buffer, how long an idle output at the end of its data may
+// take to report the last of it as played.
+constexpr qint64 IdleGraceMs = 500;
+
+bool deviceAvailable(const QAudioDeviceInfo &device)
+{
+    const QList<QAudioDeviceInfo> devices = QAudioDeviceInfo::availableDevices(QAudio::AudioOutput);
+    return std::any_of(devices.begin(), devices.end(), [&](const QAudioDeviceInfo &other) {
+        return other.deviceName() == device.deviceName();
+    });
+}
+
+// The system's default output. Qt's ALSA plugin calls the first device it lists the
+// default, often a rate converter that plays nothing; ALSA's own "default" is the one.
+QAudioDeviceInfo systemDefaultOutput()
+{
+    const QList<QAudioDeviceInfo> devices = QAudioDeviceInfo::availableDevices(QAudio::AudioOutput);
+    for (const QAudioDeviceInfo &device : devices) {
+        if (device.deviceName() == QLatin1String("default"))
+            return device;
+    }
+    return QAudioDeviceInfo::defaultOutputDevice();
+}
+
+// Stops an output before it goes: a stopped output has no stream for a late call of its
+// backend to find half torn down.
+void stopOutput(QAudioOutput *output)
+{
+    if (output->state() != QAudio::StoppedState)
+        output->stop();
+}
 
 QList<int> ascendingUnique(QList<int> values)
 {
@@ -39,9 +78,10 @@ void discard(QObject *object)
 
 } // namespace
 
-Engine::Engine(QObject *parent)
-    : QObject(parent), outputDevice(QAudioDeviceInfo::defaultOutputDevice())
+Engine::Engine(QObject *parent) : QObject(parent), outputDevice(systemDefaultOutput())
 {
+    watchTimer.setInterval(WatchIntervalMs);
+    connect(&watchTimer, SIGNAL(timeout()), this, SLOT(watchOutput()));
     rescanAudioDevices();
     qRegisterMetaType<FrequencySpectrum>("FrequencySpectrum");
     qRegisterMetaType<WindowFunction>("WindowFunction");
@@ -60,6 +100,7 @@ Engine::~Engine()
         findChildren<QAudioOutput *>(QString(), Qt::FindDirectChildrenOnly);
     for (QAudioOutput *output : outputs) {
         output->disconnect(this);
+        stopOutput(output);
         delete output;
     }
     audioOutput = nullptr;
@@ -67,6 +108,7 @@ Engine::~Engine()
 
 bool Engine::loadFile(const QString &fileName)
 {
+    qCDebug(lcAudio) << "Engine::loadFile" << fileName << outputDevice.deviceName();
     reset();
     file = new WavFile(this);
     if (!file->open(fileName)) {
@@ -75,6 +117,12 @@ bool Engine::loadFile(const QString &fileName)
     }
     if (!isPCMS16LE(file->fileFormat())) {
         emit errorMessage(tr("Audio format not supported"), formatToString(file->fileFormat()));
+        return false;
+    }
+    const QAudioFormat &format = file->fileFormat();
+    if (format.sampleRate() < MinRateHz || format.sampleRate() > MaxRateHz ||
+        format.channelCount() < 1 || format.channelCount() > MaxChannels) {
+        emit errorMessage(tr("Audio format not supported"), formatToString(format));
         return false;
     }
     const bool result = initialize();
@@ -131,6 +179,8 @@ void Engine::setWindowFunction(WindowFunction type)
 
 void Engine::startPlayback()
 {
+    qCDebug(lcAudio) << "Engine::startPlayback" << audioOutput << outputDevice.deviceName()
+                     << m_format;
     if (!audioOutput)
         return;
     if (m_mode == QAudio::AudioOutput && m_state == QAudio::SuspendedState) {
@@ -159,6 +209,10 @@ void Engine::startPlayback()
         outputBuffer.open(QIODevice::ReadOnly);
         audioOutput->start(&outputBuffer);
     }
+    lastProcessedUs = -1;
+    sinceProgress.start();
+    sinceIdle.invalidate();
+    watchTimer.start();
 }
 
 void Engine::suspend()
@@ -174,17 +228,33 @@ void Engine::setAudioOutputDevice(const QAudioDeviceInfo &device)
         return;
     outputDevice = device;
     initialize();
+    emit outputDeviceChanged();
 }
 
 void Engine::rescanAudioDevices()
 {
     const QList<QAudioDeviceInfo> devices = QAudioDeviceInfo::availableDevices(QAudio::AudioOutput);
+    const QHash<QString, QString> cards = alsaCardNames();
+    const QAudioDeviceInfo *best = nullptr;
+    int bestRank = 0;
     for (const QAudioDeviceInfo &device : devices) {
-        if (device.deviceName().contains(KitDeviceName)) {
+        if (!chosen.isEmpty() && device.deviceName() == chosen) {
             setAudioOutputDevice(device);
             return;
         }
+        const int rank = kitDeviceRank(device.deviceName(), cards);
+        if (rank > bestRank) {
+            best = &device;
+            bestRank = rank;
+        }
     }
+    setAudioOutputDevice(best ? *best : systemDefaultOutput());
+}
+
+void Engine::setChosenOutput(const QString &deviceName)
+{
+    chosen = deviceName;
+    rescanAudioDevices();
 }
 
 void Engine::audioNotify()
@@ -214,18 +284,18 @@ void Engine::audioNotify()
         // Never negative, whatever a broken header made of the format.
         const qint64 readLen =
             qMax(qint64(0), readEnd - readPos + audioLength(m_format, ReadAheadUs));
-        qDebug() << "Engine::audioNotify [1]"
-                 << "analysisFileSize" << analysisFile->size() << "readPos" << readPos << "readLen"
-                 << readLen;
+        qCDebug(lcAudio) << "Engine::audioNotify [1]"
+                         << "analysisFileSize" << analysisFile->size() << "readPos" << readPos
+                         << "readLen" << readLen;
         if (analysisFile->seek(analysisFile->headerLength() + readPos)) {
             buffer.resize(int(readLen));
             bufferPosition = readPos;
             dataLength = qMax(qint64(0), analysisFile->read(buffer.data(), readLen));
-            qDebug() << "Engine::audioNotify [2]"
-                     << "bufferPosition" << bufferPosition << "dataLength" << dataLength;
+            qCDebug(lcAudio) << "Engine::audioNotify [2]"
+                             << "bufferPosition" << bufferPosition << "dataLength" << dataLength;
         } else {
-            qDebug() << "Engine::audioNotify [2]"
-                     << "file seek error";
+            qCDebug(lcAudio) << "Engine::audioNotify [2]"
+                             << "file seek error";
         }
         emit bufferChanged(bufferPosition, dataLength, buffer);
     }
@@ -233,20 +303,96 @@ void Engine::audioNotify()
 
 void Engine::audioStateChanged(QAudio::State state)
 {
-    // A device faster than real time takes a whole tone before the next notify, and an
-    // idle output notifies no more: the end of the buffer is the end of the tone.
-    const bool ended =
-        file ? file->pos() == file->size() : outputBuffer.isOpen() && outputBuffer.atEnd();
-    if (state == QAudio::IdleState && ended) {
-        stopPlayback();
+    if (state == QAudio::IdleState && sourceExhausted()) {
+        // The end of the data is known; the watch stops playback once the output has
+        // played it, whatever the order of the signals that follow.
+        watchOutput();
         return;
     }
     if (state == QAudio::StoppedState && m_mode == QAudio::AudioOutput && audioOutput &&
-        audioOutput->error() != QAudio::NoError) {
-        reset();
+        (audioOutput->error() == QAudio::IOError || audioOutput->error() == QAudio::FatalError)) {
+        loseOutput();
         return;
     }
     setState(state);
+}
+
+bool Engine::sourceExhausted() const
+{
+    return file ? file->pos() >= file->size() : outputBuffer.isOpen() && outputBuffer.atEnd();
+}
+
+qint64 Engine::playableLength() const
+{
+    if (!file)
+        return dataLength;
+    // Whole frames only: a device never plays a frame's last few bytes.
+    const qint64 frame = qint64(m_format.channelCount()) * (m_format.sampleSize() / 8);
+    const qint64 bytes = file->size() - file->headerLength();
+    return frame > 0 ? bytes - bytes % frame : bytes;
+}
+
+void Engine::watchOutput()
+{
+    if (!audioOutput || m_mode != QAudio::AudioOutput) {
+        watchTimer.stop();
+        return;
+    }
+    const QAudio::State outputState = audioOutput->state();
+    if (outputState == QAudio::StoppedState) {
+        watchTimer.stop();
+        audioStateChanged(outputState); // in case its signal never came
+        return;
+    }
+    if (outputState == QAudio::SuspendedState)
+        return;
+
+    const qint64 processedUs = audioOutput->processedUSecs();
+    const bool exhausted = sourceExhausted();
+    qCDebug(lcAudio) << "Engine::watchOutput" << outputState << "processedUs" << processedUs
+                     << "exhausted" << exhausted;
+    if (exhausted) {
+        if (outputState == QAudio::IdleState && !sinceIdle.isValid())
+            sinceIdle.start();
+        const qint64 bufferMs = audioLength(m_format, 1000) > 0
+                                    ? audioOutput->bufferSize() / audioLength(m_format, 1000)
+                                    : 0;
+        if (audioLength(m_format, processedUs) >= playableLength() ||
+            (sinceIdle.isValid() && sinceIdle.elapsed() > bufferMs + IdleGraceMs)) {
+            stopPlayback();
+            return;
+        }
+    }
+    if (processedUs != lastProcessedUs) {
+        lastProcessedUs = processedUs;
+        sinceProgress.restart();
+    } else if (sinceProgress.elapsed() > StallLimitMs) {
+        sinceProgress.restart();
+        if (!deviceAvailable(outputDevice)) {
+            loseOutput();
+            return;
+        }
+    }
+    // Idle at the end of the data is still playing: the end comes as above.
+    if (outputState != m_state && !exhausted)
+        setState(outputState);
+}
+
+void Engine::loseOutput()
+{
+    const QString name = outputDevice.deviceName();
+    watchTimer.stop();
+    if (audioOutput) {
+        QPointer<QAudioOutput> output = audioOutput;
+        output->disconnect(this);
+        stopOutput(output);
+        if (output && output == audioOutput)
+            setPlayPosition(0);
+    }
+    setState(QAudio::StoppedState);
+    // Another device takes over with what is loaded, ready to play again.
+    rescanAudioDevices();
+    emit outputLost(name);
 }
 
 void Engine::spectrumChanged(const FrequencySpectrum &spectrum)
@@ -257,6 +403,8 @@ void Engine::spectrumChanged(const FrequencySpectrum &spectrum)
 bool Engine::initialize()
 {
     if (!selectFormat()) {
+        qCDebug(lcAudio) << "Engine::initialize: no format" << outputDevice.deviceName()
+                         << m_format;
         if (file)
             emit errorMessage(tr("Audio format not supported"), formatToString(m_format));
         else if (toneRequested)
@@ -330,6 +478,7 @@ void Engine::stopPlayback()
 {
     if (!audioOutput)
         return;
+    watchTimer.stop();
     QPointer<QAudioOutput> output = audioOutput;
     output->stop();
     // Lets the stopped state reach audioStateChanged before the connections go.
@@ -381,8 +530,9 @@ void Engine::resetAudioDevices()
     if (audioOutput) {
         // Stopped here so that a replaced output plays no further; it may be inside
         // its own signal, so it goes later.
+        watchTimer.stop();
         audioOutput->disconnect(this);
-        audioOutput->stop();
+        stopOutput(audioOutput);
         discard(audioOutput);
         audioOutput = nullptr;
         if (m_state != QAudio::StoppedState)

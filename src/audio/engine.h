@@ -9,7 +9,9 @@
 #include <QAudioFormat>
 #include <QBuffer>
 #include <QByteArray>
+#include <QElapsedTimer>
 #include <QObject>
+#include <QTimer>
 
 class QAudioOutput;
 class WavFile;
@@ -41,6 +43,8 @@ public:
     QAudio::Mode mode() const { return m_mode; }
     const QAudioFormat &format() const { return m_format; }
     const QAudioDeviceInfo &audioOutputDevice() const { return outputDevice; }
+    // The output the user chose by name; empty for the kit's device or the default.
+    QString chosenOutput() const { return chosen; }
 
     void setWindowFunction(WindowFunction type);
 
@@ -49,8 +53,11 @@ public slots:
     // Stops the output; playing again starts from the beginning.
     void suspend();
     void setAudioOutputDevice(const QAudioDeviceInfo &device);
-    // Picks the first output whose name contains the kit's, if there is one.
+    // Picks the chosen output while it exists, else the device that stands best for the
+    // kit's (kitDeviceRank), else the system default.
     void rescanAudioDevices();
+    // Remembers deviceName as the user's choice (empty: the automatic rule) and rescans.
+    void setChosenOutput(const QString &deviceName);
 
 signals:
     void stateChanged(QAudio::Mode mode, QAudio::State state);
@@ -64,13 +71,21 @@ signals:
     void levelChanged(double rmsLevel, double peakLevel, int numSamples);
     void spectrumChanged(qlonglong position, qlonglong length, const FrequencySpectrum &spectrum);
     void bufferChanged(qlonglong position, qlonglong length, const QByteArray &buffer);
+    // The device that plays has changed.
+    void outputDeviceChanged();
+    // The device deviceName went away during playback, which has ended.
+    void outputLost(const QString &deviceName);
 
 private slots:
     void audioNotify();
     void audioStateChanged(QAudio::State state);
     void spectrumChanged(const FrequencySpectrum &spectrum);
+    void watchOutput();
 
 private:
+    bool sourceExhausted() const;
+    qint64 playableLength() const;
+    void loseOutput();
     bool initialize();
     bool selectFormat();
     void stopPlayback();
@@ -101,4 +116,12 @@ private:
     int spectrumBufferLength = 0;
     SpectrumAnalyser spectrumAnalyser;
     qint64 spectrumPosition = 0;
+
+    QString chosen;
+    // Follows the output while it plays, so that neither a late or missed state signal
+    // nor a device that vanished leaves playback hanging.
+    QTimer watchTimer;
+    qint64 lastProcessedUs = -1;
+    QElapsedTimer sinceProgress;
+    QElapsedTimer sinceIdle;
 };

@@ -27,8 +27,9 @@ Waveform::~Waveform()
 void Waveform::initialize(const QAudioFormat &format, qint64 audioBufferSize,
                           qint64 windowDurationUs)
 {
-    qDebug() << "Waveform::initialize"
-             << "audioBufferSize" << audioBufferSize << "windowDurationUs" << windowDurationUs;
+    qCDebug(lcAudio) << "Waveform::initialize"
+                     << "audioBufferSize" << audioBufferSize << "windowDurationUs"
+                     << windowDurationUs;
     reset();
     this->format = format;
     tileLength = audioBufferSize;
@@ -38,8 +39,9 @@ void Waveform::initialize(const QAudioFormat &format, qint64 audioBufferSize,
     // into, and beyond MaxTiles the tiles would be narrower than a pixel of any
     // screen: the view stays inactive rather than divide by zero or exhaust memory.
     if (tileLength <= 0 || windowLength <= 0 || windowLength / tileLength >= MaxTiles) {
-        qDebug() << "Waveform::initialize"
-                 << "tileLength" << tileLength << "windowLength" << windowLength << "inactive";
+        qCDebug(lcAudio) << "Waveform::initialize"
+                         << "tileLength" << tileLength << "windowLength" << windowLength
+                         << "inactive";
         return;
     }
 
@@ -49,8 +51,9 @@ void Waveform::initialize(const QAudioFormat &format, qint64 audioBufferSize,
         if (windowLength % tileLength)
             ++nTiles;
     }
-    qDebug() << "Waveform::initialize"
-             << "tileLength" << tileLength << "windowLength" << windowLength << "nTiles" << nTiles;
+    qCDebug(lcAudio) << "Waveform::initialize"
+                     << "tileLength" << tileLength << "windowLength" << windowLength << "nTiles"
+                     << nTiles;
 
     pixmaps.fill(nullptr, nTiles);
     tiles.resize(nTiles);
@@ -60,7 +63,7 @@ void Waveform::initialize(const QAudioFormat &format, qint64 audioBufferSize,
 
 void Waveform::reset()
 {
-    qDebug() << "Waveform::reset";
+    qCDebug(lcAudio) << "Waveform::reset";
     bufferPosition = 0;
     bufferLength = 0;
     buffer.clear();
@@ -78,9 +81,9 @@ void Waveform::reset()
 
 void Waveform::bufferChanged(qlonglong position, qlonglong length, const QByteArray &buffer)
 {
-    qDebug() << "Waveform::bufferChanged"
-             << "audioPosition" << audioPosition << "bufferPosition" << position << "bufferLength"
-             << length;
+    qCDebug(lcAudio) << "Waveform::bufferChanged"
+                     << "audioPosition" << audioPosition << "bufferPosition" << position
+                     << "bufferLength" << length;
     bufferPosition = position;
     // Never trust a length beyond the bytes actually handed over.
     bufferLength = qBound(qlonglong(0), length, qlonglong(buffer.size()));
@@ -90,9 +93,9 @@ void Waveform::bufferChanged(qlonglong position, qlonglong length, const QByteAr
 
 void Waveform::audioPositionChanged(qlonglong position)
 {
-    qDebug() << "Waveform::audioPositionChanged"
-             << "audioPosition" << position << "bufferPosition" << bufferPosition << "bufferLength"
-             << bufferLength;
+    qCDebug(lcAudio) << "Waveform::audioPositionChanged"
+                     << "audioPosition" << position << "bufferPosition" << bufferPosition
+                     << "bufferLength" << bufferLength;
     if (position < bufferPosition)
         return;
     if (position + windowLength > bufferPosition + bufferLength)
@@ -146,8 +149,8 @@ void Waveform::createPixmaps(const QSize &widgetSize)
     pixmapSize = widgetSize;
     pixmapSize.setWidth(
         windowLength > 0 ? int(double(tileLength) * widgetSize.width() / windowLength) : 0);
-    qDebug() << "Waveform::createPixmaps"
-             << "widgetSize" << widgetSize << "pixmapSize" << pixmapSize;
+    qCDebug(lcAudio) << "Waveform::createPixmaps"
+                     << "widgetSize" << widgetSize << "pixmapSize" << pixmapSize;
 
     for (int i = 0; i < pixmaps.count(); ++i) {
         delete pixmaps[i];
@@ -201,7 +204,7 @@ int Waveform::windowPixelOffset(qint64 positionOffset) const
 
 bool Waveform::paintTiles()
 {
-    qDebug() << "Waveform::paintTiles";
+    qCDebug(lcAudio) << "Waveform::paintTiles";
     bool updateRequired = false;
     for (int i = 0; i < tiles.count(); ++i) {
         const Tile &tile = tiles[i];
@@ -222,9 +225,9 @@ bool Waveform::paintTiles()
 void Waveform::paintTile(int index)
 {
     const qint64 tileStart = tilePosition(index);
-    qDebug() << "Waveform::paintTile"
-             << "index" << index << "bufferPosition" << bufferPosition << "bufferLength"
-             << bufferLength << "start" << tileStart << "end" << tileStart + tileLength;
+    qCDebug(lcAudio) << "Waveform::paintTile"
+                     << "index" << index << "bufferPosition" << bufferPosition << "bufferLength"
+                     << bufferLength << "start" << tileStart << "end" << tileStart + tileLength;
 
     Tile &tile = tiles[index];
     tile.painted = true;
@@ -265,22 +268,22 @@ void Waveform::paintTile(int index)
 
 void Waveform::shuffleTiles(int n)
 {
-    qDebug() << "Waveform::shuffleTiles"
-             << "n" << n;
+    qCDebug(lcAudio) << "Waveform::shuffleTiles"
+                     << "n" << n;
     for (int i = 0; i < n && !tiles.isEmpty(); ++i) {
         Tile tile = tiles.takeFirst();
         tile.painted = false;
         tiles.append(tile);
         tileArrayStart += tileLength;
     }
-    qDebug() << "Waveform::shuffleTiles"
-             << "tileArrayStart" << tileArrayStart;
+    qCDebug(lcAudio) << "Waveform::shuffleTiles"
+                     << "tileArrayStart" << tileArrayStart;
 }
 
 void Waveform::resetTiles(qint64 newStartPos)
 {
-    qDebug() << "Waveform::resetTiles"
-             << "newStartPos" << newStartPos;
+    qCDebug(lcAudio) << "Waveform::resetTiles"
+                     << "newStartPos" << newStartPos;
     for (Tile &tile : tiles)
         tile.painted = false;
     tileArrayStart = newStartPos;
@@ -297,8 +300,9 @@ void Waveform::setWindowPosition(qint64 position)
     else
         resetTiles(position);
 
-    qDebug() << "Waveform::setWindowPosition"
-             << "old" << oldPosition << "new" << position << "tileArrayStart" << tileArrayStart;
+    qCDebug(lcAudio) << "Waveform::setWindowPosition"
+                     << "old" << oldPosition << "new" << position << "tileArrayStart"
+                     << tileArrayStart;
 
     if (!paintTiles() && position != oldPosition)
         update();
