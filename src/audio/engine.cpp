@@ -25,11 +25,15 @@ constexpr int MinRateHz = 1000;
 constexpr int MaxRateHz = 384000;
 constexpr int MaxChannels = 32;
 constexpr int WatchIntervalMs = 100;
-// An output whose clock stood still this long may have lost its device.
-constexpr qint64 StallLimitMs = 1000;
+// How often a playing output's device is looked for among those present; a sound
+// server may move the stream elsewhere when the device goes, and Qt does not tell.
+constexpr qint64 DeviceCheckMs = 1000;
+// An output whose clock stood still this long has lost its device, listed or not.
+constexpr qint64 StallLimitMs = 5000;
 // Beyond the output's own buffer, how long an idle output at the end of its data may
 // take to report the last of it as played.
 constexpr qint64 IdleGraceMs = 500;
+constexpr qint64 EndMarginMs = 50;
 
 bool deviceAvailable(const QAudioDeviceInfo &device)
 {
@@ -108,7 +112,6 @@ Engine::~Engine()
 
 bool Engine::loadFile(const QString &fileName)
 {
-    qCDebug(lcAudio) << "Engine::loadFile" << fileName << outputDevice.deviceName();
     reset();
     file = new WavFile(this);
     if (!file->open(fileName)) {
@@ -179,8 +182,7 @@ void Engine::setWindowFunction(WindowFunction type)
 
 void Engine::startPlayback()
 {
-    qCDebug(lcAudio) << "Engine::startPlayback" << audioOutput << outputDevice.deviceName()
-                     << m_format;
+    << m_format;
     if (!audioOutput)
         return;
     if (m_mode == QAudio::AudioOutput && m_state == QAudio::SuspendedState) {
@@ -212,6 +214,8 @@ void Engine::startPlayback()
     lastProcessedUs = -1;
     sinceProgress.start();
     sinceIdle.invalidate();
+    sinceEnd.invalidate();
+    sinceDeviceCheck.start();
     watchTimer.start();
 }
 
@@ -359,19 +363,28 @@ void Engine::watchOutput()
                                     : 0;
         if (audioLength(m_format, processedUs) >= playableLength() ||
             (sinceIdle.isValid() && sinceIdle.elapsed() > bufferMs + IdleGraceMs)) {
-            stopPlayback();
-            return;
+            // A sound server counts the last samples as played while its sink still
+            // holds some of them: stopping goes one look later, or they are cut.
+            if (!sinceEnd.isValid())
+                sinceEnd.start();
+            else if (sinceEnd.elapsed() >= EndMarginMs) {
+                stopPlayback();
+                return;
+            }
         }
     }
     if (processedUs != lastProcessedUs) {
         lastProcessedUs = processedUs;
         sinceProgress.restart();
-    } else if (sinceProgress.elapsed() > StallLimitMs) {
-        sinceProgress.restart();
-        if (!deviceAvailable(outputDevice)) {
-            loseOutput();
-            return;
-        }
+    }
+    bool lost = sinceProgress.elapsed() > StallLimitMs;
+    if (!lost && sinceDeviceCheck.elapsed() >= DeviceCheckMs) {
+        sinceDeviceCheck.restart();
+        lost = !deviceAvailable(outputDevice);
+    }
+    if (lost) {
+        loseOutput();
+        return;
     }
     // Idle at the end of the data is still playing: the end comes as above.
     if (outputState != m_state && !exhausted)
@@ -403,8 +416,7 @@ void Engine::spectrumChanged(const FrequencySpectrum &spectrum)
 bool Engine::initialize()
 {
     if (!selectFormat()) {
-        qCDebug(lcAudio) << "Engine::initialize: no format" << outputDevice.deviceName()
-                         << m_format;
+        << m_format;
         if (file)
             emit errorMessage(tr("Audio format not supported"), formatToString(m_format));
         else if (toneRequested)

@@ -124,4 +124,6 @@ private:
     qint64 lastProcessedUs = -1;
     QElapsedTimer sinceProgress;
     QElapsedTimer sinceIdle;
+    QElapsedTimer sinceEnd;
+    QElapsedTimer sinceDeviceCheck;
 };
