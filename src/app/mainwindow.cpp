@@ -3,6 +3,7 @@
 #include "audio/audiowidget.h"
 #include "audiosettings/audiosettingscontroller.h"
 #include "constants.h"
+#include "kit/kittransfer.h"
 #include "kitlogdock.h"
 #include "link/serialcontroller.h"
 #include "link/wire.h"
@@ -136,6 +137,7 @@ MainWindow::MainWindow(PortEnumerator enumerate, QWidget *parent) : QMainWindow(
     sensing = new SensingController(serial);
     audioSettings = new AudioSettingsController(serial);
     calibrator = new ThresholdCalibratorController(serial);
+    transfer = new KitTransfer(serial, registers, sensing, audioSettings);
 
     createUi();
     setControlsEnabled(false);
@@ -145,6 +147,7 @@ MainWindow::MainWindow(PortEnumerator enumerate, QWidget *parent) : QMainWindow(
 
 MainWindow::~MainWindow()
 {
+    delete transfer;
     delete registers;
     delete sensing;
     delete audioSettings;
@@ -305,7 +308,6 @@ void MainWindow::connectUi()
     // Runs after onDeviceConnected, so the whole connection sequence happens while
     // the controls are still disabled.
     connect(serial, &SerialController::sigDeviceConnected, this, &MainWindow::setControlsEnabled);
-    connect(serial, &SerialController::sigExchangeEnded, this, &MainWindow::noteExchangeEnd);
 
     connect(registerPage, &RegisterWidget::sigSendRegister, registers,
             &RegisterController::sendRegister);
@@ -317,11 +319,6 @@ void MainWindow::connectUi()
             &RegisterController::updateSettings);
     connect(registerPage, &RegisterWidget::sigRegisterUpdated, this,
             &MainWindow::markPendingChanges);
-
-    for (SerialDispatcher *dispatcher :
-         {static_cast<SerialDispatcher *>(registers), static_cast<SerialDispatcher *>(sensing),
-          static_cast<SerialDispatcher *>(audioSettings)})
-        connect(dispatcher, &SerialDispatcher::sigReplyRejected, this, &MainWindow::countLinkFault);
 
     connect(registers, &RegisterController::sigSetFirmwareId, this, &MainWindow::setFirmwareId);
     connect(registers, &RegisterController::sigSetChipId, this, &MainWindow::setChipId);
@@ -355,6 +352,21 @@ void MainWindow::connectUi()
     connect(calibratorPage, &ThresholdCalibratorWidget::sigEnableSensing, this,
             &MainWindow::activateSensing);
 
+    // The window's pages are its view of the session: what the sensing panels show and
+    // the register rows go out, and the sensing button's text is the kit's state.
+    KitTransfer::Views views;
+    views.sendable = [this] { return registerPage->readyToSend(); };
+    views.sendSensing = [this] { sensingPage->send(); };
+    views.sendRegisters = [this] { return registerPage->sendAll(); };
+    views.readRegisters = [this] { registerPage->readAll(); };
+    views.sensingCanSwitch = [this](bool active) {
+        return sensingButton->text() == (active ? ACTIVATE_SENSING : DEACTIVATE_SENSING);
+    };
+    transfer->setViews(views);
+    connect(transfer, &KitTransfer::sigSensingChanged, this, [this](bool active) {
+        sensingButton->setText(active ? DEACTIVATE_SENSING : ACTIVATE_SENSING);
+    });
+
     connect(exitAction, &QAction::triggered, qApp, &QCoreApplication::quit);
     connect(saveAction, &QAction::triggered, this, &MainWindow::saveSettingsFile);
     connect(openAction, &QAction::triggered, this, &MainWindow::openSettingsFile);
@@ -384,10 +396,9 @@ void MainWindow::setControlsEnabled(bool enabled)
     calibratorPage->setEnabled(enabled);
 }
 
-void MainWindow::noteExchangeEnd(ReadType, ExchangeEnd end)
+void MainWindow::countLinkFault()
 {
-    if (end != ExchangeEnd::Written && end != ExchangeEnd::Silence)
-        countLinkFault();
+    transfer->countLinkFault();
 }
 
 void MainWindow::onDeviceConnected(bool connected)
@@ -559,74 +570,53 @@ void MainWindow::openSettingsFile()
 void MainWindow::loadFromDevice()
 {
     setCursor(Qt::WaitCursor);
-    const int faults = linkFaults;
-    sensing->readSettings();
-    audioSettings->read();
-    registerPage->readAll();
-    if (serial->isConnected() && linkFaults == faults)
+    if (transfer->load() == KitTransfer::Result::Whole)
         markUpToDate();
     setCursor(Qt::ArrowCursor);
 }
 
-bool MainWindow::sendEverything()
+// A session that cannot be sent leaves the kit and the labels as they were.
+bool MainWindow::refused(int result)
 {
-    const int faults = linkFaults;
-    deactivateSensing();
-    sensingPage->send();
-    audioSettings->send();
-    const bool registersSent = registerPage->sendAll();
-    if (!serial->isConnected())
+    if (KitTransfer::Result(result) != KitTransfer::Result::Refused)
         return false;
-    const bool whole = registersSent && linkFaults == faults;
-    if (whole)
-        markUpToDate();
-    activateSensing();
-    return whole;
+    QMessageBox box(QMessageBox::Warning, QString(), RegisterWidget::SendFailText, QMessageBox::Ok,
+                    this);
+    box.exec();
+    return true;
 }
 
 void MainWindow::sendToDevice()
 {
     setCursor(Qt::WaitCursor);
-    sendEverything();
+    const KitTransfer::Result result = transfer->send();
     setCursor(Qt::ArrowCursor);
+    if (result == KitTransfer::Result::Whole)
+        markUpToDate();
+    refused(int(result));
 }
 
 // The kit keeps what did go out; only a whole send counts as up to date and saved.
 void MainWindow::sendAndSave()
 {
     setCursor(Qt::WaitCursor);
-    const bool sent = sendEverything();
+    const KitTransfer::Result result = transfer->sendAndSave();
     setCursor(Qt::ArrowCursor);
-    deactivateSensing();
-    setCursor(Qt::WaitCursor);
-    const int faults = linkFaults;
-    sensing->saveSettings();
-    audioSettings->save();
-    registers->saveRegisters();
-    if (serial->isConnected()) {
-        if (sent && linkFaults == faults) {
-            markUpToDate();
-            markSaved();
-        }
-        activateSensing();
+    if (result == KitTransfer::Result::Whole) {
+        markUpToDate();
+        markSaved();
     }
-    setCursor(Qt::ArrowCursor);
+    refused(int(result));
 }
 
 void MainWindow::activateSensing()
 {
-    if (sensingButton->text() != ACTIVATE_SENSING)
-        return;
-    sensing->enableSensing(1);
-    sensingButton->setText(DEACTIVATE_SENSING);
+    transfer->activateSensing();
 }
 
 void MainWindow::deactivateSensing()
 {
-    if (sensingButton->text() != DEACTIVATE_SENSING)
-        return;
-    sensing->enableSensing(0);
-    sensingButton->setText(ACTIVATE_SENSING);
+    transfer->deactivateSensing();
 }
 
 void MainWindow::toggleSensing()
@@ -641,14 +631,13 @@ void MainWindow::toggleOscillator()
 {
     const int channel = oscillatorChannelCombo->currentIndex();
     if (oscillatorButton->text() == START_OSCILLATOR) {
-        deactivateSensing();
         oscillatorButton->setText(STOP_OSCILLATOR);
-        registers->sdoOscillator(channel, 1);
+        transfer->startOscillator(channel);
         setControlsEnabled(false);
         oscillatorButton->setEnabled(true);
     } else if (oscillatorButton->text() == STOP_OSCILLATOR) {
         oscillatorButton->setText(START_OSCILLATOR);
-        registers->sdoOscillator(channel, 0);
+        transfer->stopOscillator(channel);
         setControlsEnabled(true);
     }
 }
@@ -656,13 +645,12 @@ void MainWindow::toggleOscillator()
 void MainWindow::toggleOutput()
 {
     if (outputButton->text() == DISABLE_OUTPUT) {
-        deactivateSensing();
         outputButton->setText(ENABLE_OUTPUT);
-        registers->setOutput(false);
+        transfer->setOutput(false);
         audioPage->setEnabled(false);
     } else if (outputButton->text() == ENABLE_OUTPUT) {
         outputButton->setText(DISABLE_OUTPUT);
-        registers->setOutput(true);
+        transfer->setOutput(true);
         audioPage->setEnabled(true);
     }
 }
@@ -670,14 +658,13 @@ void MainWindow::toggleOutput()
 void MainWindow::togglePower()
 {
     if (powerButton->text() == POWER_DOWN) {
-        deactivateSensing();
         powerButton->setText(POWER_UP);
-        registers->powerDown();
+        transfer->powerDown();
         setControlsEnabled(false);
         powerButton->setEnabled(true);
     } else if (powerButton->text() == POWER_UP) {
         powerButton->setText(POWER_DOWN);
-        registers->powerUp();
+        transfer->powerUp();
         setControlsEnabled(true);
     }
 }

@@ -11,6 +11,7 @@
 class AudioSettingsController;
 class AudioWidget;
 class KitLogDock;
+class KitTransfer;
 class QAction;
 class QComboBox;
 class QLabel;
@@ -72,6 +73,7 @@ public:
     SensingController *sensingController() const { return sensing; }
     AudioSettingsController *audioSettingsController() const { return audioSettings; }
     ThresholdCalibratorController *thresholdCalibratorController() const { return calibrator; }
+    KitTransfer *kitTransfer() const { return transfer; }
     AudioWidget *audioWidget() const { return audioPage; }
     RegisterWidget *registerWidget() const { return registerPage; }
     SensingWidget *sensingWidget() const { return sensingPage; }
@@ -85,17 +87,17 @@ private:
     QTabWidget *createTabs();
     void createStatusBar();
     void connectUi();
-    // Sends everything to the kit; true when all of it went out over one unbroken link.
-    bool sendEverything();
-    void countLinkFault() { ++linkFaults; }
-    // Counts an exchange that did not run its normal course as a link fault.
-    void noteExchangeEnd(ReadType read_type, ExchangeEnd end);
+    void countLinkFault();
+    // Shows what a send that judged the session unsendable says; true when it was so.
+    bool refused(int result);
 
     SerialController *serial = nullptr;
     RegisterController *registers = nullptr;
     SensingController *sensing = nullptr;
     AudioSettingsController *audioSettings = nullptr;
     ThresholdCalibratorController *calibrator = nullptr;
+    // The kit's transfers and state commands, shared with the command-line tool.
+    KitTransfer *transfer = nullptr;
 
     QAction *openAction = nullptr;
     QAction *saveAction = nullptr;
@@ -126,9 +128,6 @@ private:
     QLabel *channelALabel = nullptr;
     QLabel *channelBLabel = nullptr;
 
-    // Exchanges that did not run their course, losses of the kit and replies not stored
-    // so far; a transfer during which this grows did not pass whole between program and kit.
-    int linkFaults = 0;
     // Set by a firmware the program refuses: the pass ends with 0 once the chip has been
     // checked as well, and no restart may take its place.
     bool firmwareRefused = false;

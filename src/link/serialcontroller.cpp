@@ -163,10 +163,12 @@ void SerialController::sendData(QByteArray data, int count, int read_data_count,
         if (serial)
             serial->clear(QSerialPort::AllDirections);
         isConnected();
-        QMessageBox box(QMessageBox::Warning, QString(),
-                        QStringLiteral("There was an error communicating with the dev kit"),
-                        QMessageBox::Ok);
-        box.exec();
+        if (messagesShown) {
+            QMessageBox box(QMessageBox::Warning, QString(),
+                            QStringLiteral("There was an error communicating with the dev kit"),
+                            QMessageBox::Ok);
+            box.exec();
+        }
     }
     if (timer)
         timer->start();

@@ -38,6 +38,10 @@ public:
     explicit SerialController(PortEnumerator enumerate = systemPorts, QObject *parent = nullptr);
     ~SerialController() override;
 
+    // Off for a program without a display (the command-line tool): the link then shows
+    // no message box, and its callers report from sigExchangeEnded.
+    void setMessagesShown(bool shown) { messagesShown = shown; }
+
     // Bytes received and not yet read; they are dropped before the next command.
     qint64 unreadBytes() const;
 
@@ -72,6 +76,7 @@ private:
     QSerialPort *serial = nullptr;
     QTimer *timer = nullptr;
     bool connected = false;
+    bool messagesShown = true;
     // The register store's lists for this pass (see registerstore.h), channel A first.
     std::array<QList<Register *>, 2> registerLists;
 };

@@ -344,17 +344,26 @@ void RegisterWidget::showSendFail()
     box.exec();
 }
 
-bool RegisterWidget::sendAll()
+bool RegisterWidget::readyToSend()
 {
+    // A channel with a red entry stays selected, so that the user sees it.
     const int remembered = channelBox->currentIndex();
     for (int channel = 0; channel < 2; ++channel) {
         channelBox->setCurrentIndex(channel);
-        if (!channelReadyToSend()) {
-            showSendFail();
+        if (!channelReadyToSend())
             return false;
-        }
     }
     channelBox->setCurrentIndex(remembered);
+    return true;
+}
+
+bool RegisterWidget::sendAll()
+{
+    if (!readyToSend()) {
+        showSendFail();
+        return false;
+    }
+    const int remembered = channelBox->currentIndex();
 
     bool whole = true;
     QStringList skipped; // per channel, the rows its map cannot fill

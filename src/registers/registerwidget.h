@@ -37,6 +37,9 @@ public slots:
     void readAll();
     // True when every editable shown register of both channels went out.
     bool sendAll();
+    // True when no row of either channel shows an entry that cannot be sent (red);
+    // otherwise the first channel with one is left selected.
+    bool readyToSend();
 
 private slots:
     void updateRightPanel(const Field *new_field);
