@@ -14,7 +14,7 @@ fi
 KTR_BUILD="${KTR_BUILD:-$KTR_ROOT/build}"
 
 ktr_packages=(cmake g++ make qtbase5-dev libqt5serialport5-dev qtmultimedia5-dev
-              libqt5multimedia5-plugins alsa-utils)
+              libqt5multimedia5-plugins alsa-utils pulseaudio pulseaudio-utils)
 
 ktr_install_missing() {
     local missing=()

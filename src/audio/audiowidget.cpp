@@ -71,7 +71,9 @@ void AudioWidget::createUi()
     outputLabel->setWordWrap(true);
     outputLabel->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     outputRow->addWidget(outputLabel);
-    outputBox->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    // Sink names run long; the list itself shows them whole.
+    outputBox->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    outputBox->setMinimumContentsLength(24);
     outputBox->setToolTip(tr("The output that plays"));
     outputRow->addWidget(outputBox);
     layout->addLayout(outputRow);
@@ -194,9 +196,11 @@ void AudioWidget::updateOutputLine()
         line = tr("Playing on %1, as chosen.").arg(name);
     else if (kitDeviceRank(name, alsaCardNames()) > 0)
         line = tr("Playing on the kit's audio device (%1).").arg(name);
+    else if (name.isEmpty() || name == QLatin1String("default"))
+        line = tr("The kit's audio device was not found: playing on the system's default output.");
     else
         line = tr("The kit's audio device was not found: playing on the default output (%1).")
-                   .arg(name.isEmpty() ? tr("none") : name);
+                   .arg(name);
     outputLabel->setText(lostMessage.isEmpty() ? line : lostMessage + ' ' + line);
 }
 

@@ -182,7 +182,6 @@ void Engine::setWindowFunction(WindowFunction type)
 
 void Engine::startPlayback()
 {
-    << m_format;
     if (!audioOutput)
         return;
     if (m_mode == QAudio::AudioOutput && m_state == QAudio::SuspendedState) {
@@ -353,8 +352,6 @@ void Engine::watchOutput()
 
     const qint64 processedUs = audioOutput->processedUSecs();
     const bool exhausted = sourceExhausted();
-    qCDebug(lcAudio) << "Engine::watchOutput" << outputState << "processedUs" << processedUs
-                     << "exhausted" << exhausted;
     if (exhausted) {
         if (outputState == QAudio::IdleState && !sinceIdle.isValid())
             sinceIdle.start();
@@ -416,7 +413,6 @@ void Engine::spectrumChanged(const FrequencySpectrum &spectrum)
 bool Engine::initialize()
 {
     if (!selectFormat()) {
-        << m_format;
         if (file)
             emit errorMessage(tr("Audio format not supported"), formatToString(m_format));
         else if (toneRequested)

@@ -158,10 +158,14 @@ private:
         QProcess playedRecorder, silentRecorder;
         server->startRecording(playedRecorder, played);
         server->startRecording(silentRecorder, silent);
+        // Both recorders hear their sink (silence) before anything plays.
+        QTRY_VERIFY(!server->recorded(played).isEmpty() && !server->recorded(silent).isEmpty());
         QSignalSpy enable(page, &AudioWidget::sigUpdateEnable);
         button("playButton")->click();
         QTRY_VERIFY_WITH_TIMEOUT(enable.size() >= 2 && enable.last().first().toBool(), 15000);
-        // The recorder hears the end a little later than the player ends.
+        // The recorder hears the end a little later than the player ends. A sink that
+        // rewinds at a stream's start shows its monitor a little of it twice, so what
+        // comes before the first whole 4 KiB of the file is not judged.
         const int start = server->recorded(played).indexOf(samples.left(4096));
         QVERIFY2(start >= 0, "the file's first samples were not heard");
         const auto soundHeard = [&] {
@@ -186,7 +190,6 @@ private:
         QVERIFY(sound == samples.left(sound.size()));
         qInfo("sink %s: %d of %d bytes heard exactly, %d bytes of silence inside",
               qPrintable(played), int(sound.size()), int(samples.size()), silence);
-        QCOMPARE(heard.left(start), QByteArray(start, 0)); // silence before
         QVERIFY(!quiet.isEmpty());
         QCOMPARE(quiet, QByteArray(quiet.size(), 0));
     }

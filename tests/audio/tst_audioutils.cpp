@@ -160,6 +160,46 @@ private slots:
         }
     }
 
+    void kitDevices_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<int>("rank"); // 0: not the kit's
+        dataRow("the kit's name", "Cypress Digital Audio", 4);
+        dataRow("Windows form", "Speakers (Cypress Digital Audio)", 4);
+        dataRow("Pulse sink",
+                "alsa_output.usb-Cypress_Semiconductor_Cypress_Digital_Audio-00.analog-stereo", 4);
+        dataRow("PipeWire, other vendor and suffix",
+                "alsa_output.usb-Acme_Cypress_Digital_Audio-01.iec958-stereo", 4);
+        dataRow("ALSA plughw", "plughw:CARD=Audio,DEV=0", 3);
+        dataRow("ALSA sysdefault", "sysdefault:CARD=Audio", 3);
+        dataRow("ALSA front", "front:CARD=Audio,DEV=0", 2);
+        dataRow("ALSA hw by index", "hw:1,0", 1);
+        dataRow("another Cypress product",
+                "alsa_output.usb-Cypress_Semiconductor_Cypress_USB_Audio-00.analog-stereo", 0);
+        dataRow("a longer product name",
+                "alsa_output.usb-Cypress_Semiconductor_Cypress_Digital_Audio_Pro-00.analog-stereo",
+                0);
+        dataRow("vendor-less fragment", "alsa_output.usb-Cypress_Digital_Audio-00.analog-stereo",
+                0);
+        dataRow("fragment of another sink", "alsa_output.pci-0000_00_1f.3.Cypress_Digital_Audio",
+                0);
+        dataRow("the laptop's card", "sysdefault:CARD=PCH", 0);
+        dataRow("the laptop's sink", "alsa_output.pci-0000_00_1f.3.analog-stereo", 0);
+        dataRow("ALSA default", "default", 0);
+        dataRow("unknown card", "plughw:CARD=Other,DEV=0", 0);
+    }
+    void kitDevices()
+    {
+        QFETCH(QString, name);
+        QFETCH(int, rank);
+        const QByteArray cards = " 0 [PCH            ]: HDA-Intel - HDA Intel PCH\n"
+                                 "                      HDA Intel PCH at 0xf7f10000 irq 32\n"
+                                 " 1 [Audio          ]: USB-Audio - USB Audio\n"
+                                 "                      Cypress Semiconductor Cypress Digital "
+                                 "Audio at usb-0000:00:14.0-1, full speed\n";
+        QCOMPARE(kitDeviceRank(name, alsaCardNames(cards)), rank);
+    }
+
 private:
     const QAudioFormat stereo = pcmFormat(44100, 2);
 };

@@ -145,7 +145,12 @@ class TestAudioViews : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase() { forwardMessage = qInstallMessageHandler(countTileDraws); }
+    void initTestCase()
+    {
+        forwardMessage = qInstallMessageHandler(countTileDraws);
+        // The waveform's debug lines, counted here, are off unless asked for.
+        QLoggingCategory::setFilterRules(QStringLiteral("ktr.audio.debug=true"));
+    }
     void cleanupTestCase() { qInstallMessageHandler(forwardMessage); }
 
     void waveformDrawsItsSamples()
