@@ -84,7 +84,7 @@ $keep || trap remove_package EXIT
 apt_get install -y --reinstall "$deb"
 files="$(dpkg -L "$package")"
 installed() { grep -m1 -E "$1" <<<"$files" || true; }
-for pattern in '^/usr/bin/ktr4207-kit-controller$' '^/usr/bin/ktr4207-kit-demo$' \
+for pattern in '^/usr/bin/ktr4207-kit-controller$' '^/usr/bin/ktr4207-kit$' '^/usr/bin/ktr4207-kit-demo$' \
     '^/usr/bin/ktr4207-kit-sim$' '^/usr/share/ktr4207-kit-controller/halvorn\.ico$' \
     '^/usr/share/icons/hicolor/256x256/apps/'; do
     [ -n "$(installed "$pattern")" ] || fail "the package holds no $pattern"
@@ -129,6 +129,38 @@ step "installed demo"
 help="$(ktr4207-kit-demo --help)" || fail "ktr4207-kit-demo --help failed"
 head -n2 <<<"$help"
 
+# The installed tool against the installed simulator: a kit programmed from a session
+# that was read from it, and a register read back, with the statuses the help lists.
+step "installed tool"
+ktr4207-kit --version || fail "ktr4207-kit --version failed"
+ktr4207-kit --help | grep -q '^Exit status' || fail "ktr4207-kit --help lists no exit statuses"
+work="$(mktemp -d)"
+mkfifo "$work/input"
+ktr4207-kit-sim <"$work/input" >"$work/sim.log" 2>&1 &
+sim=$!
+exec 9>"$work/input"
+port=""
+for _ in $(seq 100); do
+    port="$(sed -n 's/^Simulated kit on //p' "$work/sim.log")"
+    [ -n "$port" ] && break
+    sleep 0.1
+done
+if [ -z "$port" ]; then
+    fail "ktr4207-kit-sim gave no port"
+else
+    ktr4207-kit --port "$port" info || fail "ktr4207-kit info failed"
+    ktr4207-kit --port "$port" pull "$work/session.ini" || fail "ktr4207-kit pull failed"
+    ktr4207-kit --port "$port" push "$work/session.ini" || fail "ktr4207-kit push failed"
+    ktr4207-kit --port "$port" get A.KP.KP || fail "ktr4207-kit get failed"
+    status=0
+    ktr4207-kit --port "$work/none" info 2>/dev/null || status=$?
+    [ "$status" -eq 3 ] || fail "ktr4207-kit on a missing port ended with $status, not 3"
+fi
+echo quit >&9
+exec 9>&-
+wait "$sim" 2>/dev/null || true
+rm -rf "$work"
+
 # Starts a desktop entry's Exec line under Xvfb and checks that its first window
 # comes up with the program's icon (_NET_WM_ICON is set only for a non-null icon).
 # The programs keep their settings in a throw-away home, and show on the X server
@@ -172,7 +204,7 @@ if ! $keep; then
     remove_package
     trap - EXIT
     ! dpkg -s "$package" 2>/dev/null | grep -q '^Status: install' || fail "apt-get remove left the package"
-    for file in /usr/bin/ktr4207-kit-controller "$rule"; do
+    for file in /usr/bin/ktr4207-kit-controller /usr/bin/ktr4207-kit "$rule"; do
         [ ! -e "$file" ] || fail "apt-get remove left $file"
     done
 fi

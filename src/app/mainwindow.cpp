@@ -3,7 +3,6 @@
 #include "audio/audiowidget.h"
 #include "audiosettings/audiosettingscontroller.h"
 #include "constants.h"
-#include "kit/kittransfer.h"
 #include "kitlogdock.h"
 #include "link/serialcontroller.h"
 #include "link/wire.h"
@@ -576,9 +575,9 @@ void MainWindow::loadFromDevice()
 }
 
 // A session that cannot be sent leaves the kit and the labels as they were.
-bool MainWindow::refused(int result)
+bool MainWindow::refused(KitTransfer::Result result)
 {
-    if (KitTransfer::Result(result) != KitTransfer::Result::Refused)
+    if (result != KitTransfer::Result::Refused)
         return false;
     QMessageBox box(QMessageBox::Warning, QString(), RegisterWidget::SendFailText, QMessageBox::Ok,
                     this);
@@ -593,7 +592,7 @@ void MainWindow::sendToDevice()
     setCursor(Qt::ArrowCursor);
     if (result == KitTransfer::Result::Whole)
         markUpToDate();
-    refused(int(result));
+    refused(result);
 }
 
 // The kit keeps what did go out; only a whole send counts as up to date and saved.
@@ -606,7 +605,7 @@ void MainWindow::sendAndSave()
         markUpToDate();
         markSaved();
     }
-    refused(int(result));
+    refused(result);
 }
 
 void MainWindow::activateSensing()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kit/kittransfer.h"
 #include "link/exchangeend.h"
 #include "link/portenumerator.h"
 #include "link/readtype.h"
@@ -11,7 +12,6 @@
 class AudioSettingsController;
 class AudioWidget;
 class KitLogDock;
-class KitTransfer;
 class QAction;
 class QComboBox;
 class QLabel;
@@ -89,7 +89,7 @@ private:
     void connectUi();
     void countLinkFault();
     // Shows what a send that judged the session unsendable says; true when it was so.
-    bool refused(int result);
+    bool refused(KitTransfer::Result result);
 
     SerialController *serial = nullptr;
     RegisterController *registers = nullptr;

@@ -430,9 +430,13 @@ std::optional<Failure> Run::connectKit(bool takeChip)
                                .arg(firmware, COMPATIBLE_FIRMWARE_VERSION)};
         // An unknown chip is worked with through the map of revision C, as the window does.
         const int revision = chipId == ChipIdRevB ? CHIPID_REV_B : CHIPID_REV_C;
+        // A session without a chip identifier has the map of revision C.
         QSettings settings;
-        if (settings.value(CHIPID_KEY, 0).toInt() == revision)
+        if (settings.value(CHIPID_KEY, CHIPID_REV_C).toInt() == revision) {
+            settings.setValue(CHIPID_KEY, revision);
+            settings.sync();
             return std::nullopt;
+        }
         if (!takeChip)
             return Failure{KitTool::InvalidInput,
                            QStringLiteral("the session is for another chip revision than the "

@@ -20,7 +20,7 @@ expect_file() { [ -f "$root/$1" ] || fail "not installed: /usr/$1"; }
 # Width and height from a PNG's header.
 png_size() { od -An -tu1 -j16 -N8 "$1" | awk '{ print $3 * 256 + $4 "x" $7 * 256 + $8 }'; }
 
-for program in ktr4207-kit-controller ktr4207-kit-demo ktr4207-kit-sim; do
+for program in ktr4207-kit-controller ktr4207-kit ktr4207-kit-demo ktr4207-kit-sim; do
     [ -x "$root/bin/$program" ] || fail "not installed: /usr/bin/$program"
 done
 # The program finds its window icon here, relative to its own folder.
