@@ -32,8 +32,13 @@ ktr_install_missing() {
     fi
 }
 
+# Configures with the options given, then builds the targets named in ktr_targets, or
+# everything when it is empty.
+ktr_targets=()
 ktr_build() {
     cmake -S "$KTR_ROOT" -B "$KTR_BUILD" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
         "${ktr_cmake_options[@]}" "$@"
-    cmake --build "$KTR_BUILD" -j"$(nproc)"
+    local targets=()
+    [ "${#ktr_targets[@]}" -gt 0 ] && targets=(--target "${ktr_targets[@]}")
+    cmake --build "$KTR_BUILD" -j"$(nproc)" "${targets[@]}"
 }

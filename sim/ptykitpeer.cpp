@@ -11,8 +11,9 @@
 
 namespace {
 
-constexpr int PollTimeoutMs = 10;
 constexpr int IdleWaitMs = 5;
+// Only without a wake-up pipe: how often the server looks whether the pty changed.
+constexpr int FallbackPollMs = 10;
 constexpr int ReadChunkSize = 4096;
 
 void makeRaw(int fd)
@@ -31,6 +32,11 @@ PtyKitPeer::PtyKitPeer(quint16 vendorId, quint16 productId) : listing(std::make_
     listing->vendorId = vendorId;
     listing->productId = productId;
     clock.start();
+    int fds[2];
+    if (::pipe2(fds, O_NONBLOCK | O_CLOEXEC) == 0) {
+        wakeRead = fds[0];
+        wakeWrite = fds[1];
+    }
 }
 
 PtyKitPeer::~PtyKitPeer()
@@ -39,11 +45,14 @@ PtyKitPeer::~PtyKitPeer()
         std::lock_guard<std::mutex> lock(mutex);
         stopping = true;
     }
-    changed.notify_all();
+    wakeServer();
     if (worker.joinable())
         worker.join();
     std::lock_guard<std::mutex> lock(mutex);
     closePty();
+    for (int fd : {wakeRead, wakeWrite})
+        if (fd >= 0)
+            ::close(fd);
 }
 
 bool PtyKitPeer::open()
@@ -93,7 +102,7 @@ void PtyKitPeer::setReading(bool on)
         reading = on;
         applyStall();
     }
-    changed.notify_all();
+    wakeServer();
 }
 
 bool PtyKitPeer::isReading() const
@@ -114,7 +123,7 @@ void PtyKitPeer::unplug()
         std::lock_guard<std::mutex> lock(mutex);
         closePty();
     }
-    changed.notify_all();
+    wakeServer();
 }
 
 bool PtyKitPeer::plug()
@@ -126,7 +135,7 @@ bool PtyKitPeer::plug()
         if (ok && !worker.joinable() && !stopping)
             worker = std::thread(&PtyKitPeer::serve, this);
     }
-    changed.notify_all();
+    wakeServer();
     return ok;
 }
 
@@ -221,6 +230,17 @@ void PtyKitPeer::applyStall()
         tcflow(slaveFd, reading ? TCOON : TCOOFF);
 }
 
+void PtyKitPeer::wakeServer()
+{
+    changed.notify_all();
+    if (wakeWrite >= 0) {
+        const char byte = 0;
+        // A full pipe already holds a wake-up.
+        [[maybe_unused]] const ssize_t n = ::write(wakeWrite, &byte, 1);
+    }
+}
+
+// Sleeps until the program writes or the peer changes: an idle kit costs nothing.
 void PtyKitPeer::serve()
 {
     for (;;) {
@@ -229,22 +249,26 @@ void PtyKitPeer::serve()
         bool paced = false;
         {
             std::unique_lock<std::mutex> lock(mutex);
+            changed.wait(lock, [&] { return stopping || (masterFd >= 0 && reading); });
             if (stopping)
                 return;
-            if (masterFd < 0 || !reading) {
-                changed.wait_for(lock, std::chrono::milliseconds(IdleWaitMs));
-                continue;
-            }
             fd = masterFd;
             gen = generation;
             paced = pacing;
         }
 
-        pollfd polled{fd, POLLIN, 0};
-        if (::poll(&polled, 1, PollTimeoutMs) <= 0)
+        pollfd polled[2] = {{fd, POLLIN, 0}, {wakeRead, POLLIN, 0}};
+        if (::poll(polled, wakeRead >= 0 ? 2 : 1, wakeRead >= 0 ? -1 : FallbackPollMs) <= 0)
             continue;
-        if (!(polled.revents & POLLIN)) {
-            pause(IdleWaitMs * 1000, gen);
+        if (polled[1].revents & POLLIN) {
+            char drain[64];
+            while (::read(wakeRead, drain, sizeof drain) > 0) {
+            }
+        }
+        if (!(polled[0].revents & POLLIN)) {
+            // A closed or broken master: wait for the peer to change rather than spin.
+            if (polled[0].revents)
+                pause(IdleWaitMs * 1000, gen);
             continue;
         }
 

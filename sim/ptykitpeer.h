@@ -80,6 +80,7 @@ private:
 
     bool openPty();    // with mutex held
     void closePty();   // with mutex held
+    void wakeServer(); // ends the server's wait for input, so that it sees a change
     void applyStall(); // with mutex held: puts the line in the state `reading` asks for
     void serve();      // the peer thread
     // Sleeps up to us microseconds; false if the peer stops or the pty changes meanwhile.
@@ -91,7 +92,9 @@ private:
     mutable std::mutex mutex;
     mutable std::condition_variable changed; // new bytes recorded, pty changed, stop
     int masterFd = -1;
-    int slaveFd = -1;       // held by the peer: keeps the line up and carries the stall
+    int slaveFd = -1;  // held by the peer: keeps the line up and carries the stall
+    int wakeRead = -1; // a pipe that the server waits on beside the master
+    int wakeWrite = -1;
     quint64 generation = 0; // counts pty openings, so a reply never reaches a later pty
     QString slave;
     Handler handler;

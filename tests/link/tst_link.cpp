@@ -207,6 +207,69 @@ private slots:
         QVERIFY(closer.texts().isEmpty());
     }
 
+    // The running poll notices a kit that comes, then goes, at its next tick: within a second.
+    void poll()
+    {
+        PtyKitPeer kit;
+        QVERIFY(kit.open());
+        kit.unplug();
+        SerialController controller(kit.enumerator());
+        auto *timer = controller.findChild<QTimer *>();
+        int ticks = 0;
+        QList<int> ticksAtChange; // ticks since the kit's change, at each announcement
+        // Connected before the poll's own, so that a tick is counted before its look.
+        connect(timer, &QTimer::timeout, &controller, [&] { ++ticks; });
+        connect(&controller, &SerialController::sigDeviceConnected, &controller,
+                [&] { ticksAtChange << ticks; });
+        controller.startTimer();
+        QVERIFY(kit.plug());
+        QTRY_COMPARE_WITH_TIMEOUT(ticksAtChange.size(), 1, 10000);
+        ticks = 0;
+        kit.unplug();
+        QTRY_COMPARE_WITH_TIMEOUT(ticksAtChange, (QList<int>{1, 1}), 10000);
+        QVERIFY(timer->interval() <= 1000); // a tick is a second at most
+    }
+
+    void systemPortWatch_data()
+    {
+        // root: the watched folder, beside its serial and serial/by-id; steps: a change made
+        // in it before each look ("+name" made, a folder when it ends in '/', "-name"
+        // removed, "." none); scans: at each look, how many full scans had run
+        columns<QString, int, QString, QString>({"root", "settleMs", "steps", "scans"});
+        dataRow("a look scans only after a change", ".", 0, ". . +ttyACM0 . -ttyACM0 .",
+                "1 1 2 2 3 3");
+        dataRow("udev's folders watched once they appear", ".", 0,
+                ". +serial/ . +serial/by-id/ +serial/by-id/usb-kit .", "1 2 2 3 4 4");
+        dataRow("every look scans while a change settles", ".", 60000, ". . +ttyACM0", "1 2 3");
+        dataRow("nothing to watch: every look scans", "missing", 0, ". . .", "1 2 3");
+    }
+
+    // The system's ports are listed afresh only when a device node may have come or gone.
+    void systemPortWatch()
+    {
+        const auto [watched, settleMs, steps, scans] =
+            fetchRow<QString, int, QString, QString>("root", "settleMs", "steps", "scans");
+        QTemporaryDir root;
+        const QStringList folders{root.filePath(watched), root.filePath(watched + "/serial"),
+                                  root.filePath(watched + "/serial/by-id")};
+        int count = 0;
+        const PortEnumerator ports =
+            scanOnChange([&count] { return QList<PortCandidate>{{QString::number(++count)}}; },
+                         folders, settleMs);
+        QStringList seen;
+        for (const QString &step : steps.split(' ')) {
+            const QString path = root.filePath(step.mid(1));
+            if (step.startsWith('+') && step.endsWith('/'))
+                QVERIFY(QDir().mkdir(path));
+            else if (step.startsWith('+'))
+                QVERIFY(QFile(path).open(QIODevice::WriteOnly));
+            else if (step.startsWith('-'))
+                QVERIFY(QFile::remove(path));
+            seen << ports().value(0).systemLocation;
+        }
+        QCOMPARE(seen.join(' '), scans);
+    }
+
     void encodings_data()
     {
         // word: a plain 16-bit number, else fixed-100, the real value times 100
