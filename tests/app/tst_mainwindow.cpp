@@ -3,6 +3,8 @@
 #include "kitfirmware.h"
 #include "link/serialcontroller.h"
 #include "ptykitpeer.h"
+#include "registers/registerlineedit.h"
+#include "registers/registermodel.h"
 #include "registers/registerwidget.h"
 #include "support/datarow.h"
 #include "support/modalcloser.h"
@@ -115,7 +117,13 @@ private slots:
             QVERIFY2(window.findChild<QWidget *>(name)->isEnabled() == enabled.contains(name),
                      qPrintable(name));
         for (const char *name : {"firmwareLabel", "chipLabel", "sensingWidget", "menuBar"})
-            QVERIFY2(window.findChild<QWidget *>(name)->isEnabled(), name);      // never disabled
+            QVERIFY2(window.findChild<QWidget *>(name)->isEnabled(), name); // never disabled
+        // What each coloured label is about, in its tool tip.
+        for (const QString &about :
+             {"saveLabel=EEPROM", "syncLabel=received", "connectionLabel=serial link"})
+            QVERIFY(window.findChild<QLabel *>(about.section('=', 0, 0))
+                        ->toolTip()
+                        .contains(about.section('=', 1)));
         for (const QLabel *label : window.statusBar()->findChildren<QLabel *>()) // whole texts
             QVERIFY2(!label->isVisibleTo(&window) || label->width() >= label->sizeHint().width(),
                      qPrintable(label->text()));
@@ -255,6 +263,10 @@ private slots:
                 QStringList());
         dataRow("open a session", "openAction", "other.ini", false, "", EXIT_CODE_RESTART, "other",
                 QStringList());
+        // 50 MB that would parse as a session: refused by its size, unread.
+        dataRow("open a huge file", "openAction", "huge.ini", false,
+                "The session was not opened from %1/huge.ini:\nIt is 50.0 MB,", NoExit, "session",
+                QStringList());
     }
     void sessionFiles()
     {
@@ -269,6 +281,8 @@ private slots:
         QTemporaryDir dir;
         writeFile(dir.filePath("picture.png"), QByteArray::fromHex("89504E470D0A1A0A0000000D"));
         writeFile(dir.filePath("other.ini"), "[General]\nchipid=67\nmarker=other\n");
+        writeFile(dir.filePath("huge.ini"), "[General]\nchipid=67\nmarker=other\n");
+        QFile(dir.filePath("huge.ini")).resize(50 << 20);
         MainWindow window(noPorts);
         if (broken && QFile::remove(settings.fileName()))
             QDir().mkpath(settings.fileName());
@@ -282,7 +296,7 @@ private slots:
                  qPrintable(said));
         QCOMPARE(QSettings().value("marker").toString(), marker);
         QCOMPARE(QDir(dir.path()).entryList(QDir::Files),
-                 made + QStringList({"other.ini", "picture.png"}));
+                 made + QStringList({"huge.ini", "other.ini", "picture.png"}));
         for (const QString &file : made)
             QCOMPARE(QSettings(dir.filePath(file), QSettings::IniFormat).value("marker"),
                      QVariant("session"));
@@ -354,6 +368,27 @@ private slots:
                               shown.width() > area->viewport()->width()),
                          qPrintable(tabs->tabText(i) + ": " + control->objectName()));
             }
+        }
+    }
+
+    // Focus on field after field, short and long descriptions, and the register grid stays.
+    void registerGridStaysPut()
+    {
+        MainWindow window(noPorts);
+        window.resize(1366, 740);
+        window.show();
+        QApplication::setActiveWindow(&window);
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        window.findChild<QTabWidget *>("tabWidget")->setCurrentIndex(1);
+        const QWidget *send = window.findChild<QWidget *>("sendButton_0");
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+        const QPoint at = send->mapTo(&window, QPoint());
+        const auto editors = window.registerWidget()->findChildren<RegisterLineEdit *>();
+        for (RegisterLineEdit *editor : editors) {
+            editor->setFocus();
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+            QVERIFY2(send->mapTo(&window, QPoint()) == at,
+                     qPrintable(editor->field()->description));
         }
     }
 
