@@ -132,8 +132,7 @@ private:
 
 // The View menu's entry shows the dock, hidden until asked for, and the dock's own close
 // button hides it; each window starts as the user left the last one, whatever its teardown
-// does to the dock, and the session file does not hold it. The newest row stays in sight
-// until the reader scrolls up.
+// does to the dock, and the session file does not hold it.
 void TestKitLog::viewMenuShowsTheDockAndRemembersItApart()
 {
     for (const bool shown : {false, true, false}) {
@@ -151,13 +150,11 @@ void TestKitLog::viewMenuShowsTheDockAndRemembersItApart()
     QFile session(settings.fileName());
     QVERIFY(session.open(QIODevice::ReadOnly) && !session.readAll().contains("kit_log"));
 
-    const auto newestInSight = [&] {
-        const QRect newest = view->visualRect(log()->index(log()->rowCount() - 1, 0));
-        return view->viewport()->rect().contains(newest);
-    };
+    // The newest row stays in sight until the reader scrolls up.
+    const auto newest = [&] { return view->visualRect(log()->index(log()->rowCount() - 1, 0)); };
     for (int i = 0; i < 3 * KitLogDock::MinVisibleRows; ++i) {
         window->serialController()->sendData("G", 1, 0, ReadNone);
-        QTRY_VERIFY(newestInSight());
+        QTRY_VERIFY(view->viewport()->rect().contains(newest()));
     }
     QScrollBar *bar = view->verticalScrollBar();
     bar->setValue(0);
@@ -202,7 +199,7 @@ void TestKitLog::loadIsLoggedAsStoredAndSavedAsCsv()
                               record.section(", ", 1, 1).section(' ', 0, 0)));
 
     // Shown, the columns fit what they usually hold (an output switch, the Load's rows) but
-    // for the replies and register writes, whole in their tool tips; the window keeps its width.
+    // for the replies and register writes, elided; the window keeps its width.
     window->registerWidget()->findChild<QPushButton *>("sendButton_2")->click();
     window->findChild<QPushButton *>("outputButton")->click();
     window->resize(1366, 700);
@@ -213,18 +210,12 @@ void TestKitLog::loadIsLoggedAsStoredAndSavedAsCsv()
     QCOMPARE(window->width(), 1366);
     auto *view = window->findChild<QTableView *>("kitLogView");
     for (int row = 0; row < log()->rowCount(); ++row) {
-        for (int column = 0; column < KitLog::ColumnCount; ++column) {
-            const QModelIndex cell = log()->index(row, column);
-            const QString text = cell.data().toString(),
-                          tip = cell.data(Qt::ToolTipRole).toString();
-            if (column == KitLog::ReplyColumn) // a record a line
-                QCOMPARE(tip.split('\n', Qt::SkipEmptyParts), records(log()->rowTexts(row)));
-            else if (column == KitLog::ReplyHexColumn || text.startsWith("write register"))
-                QCOMPARE(tip, text); // may be wider than a share of the screen
-            else
-                QVERIFY2(view->fontMetrics().horizontalAdvance(text) + 8 <=
+        for (int column : {0, 1, 2, 3, 6}) { // all but the replies
+            const QString text = log()->rowTexts(row).at(column);
+            QVERIFY2(text.startsWith("write register") ||
+                         view->fontMetrics().horizontalAdvance(text) + 8 <=
                              view->columnWidth(column),
-                         qPrintable(text));
+                     qPrintable(text));
         }
     }
 
@@ -321,12 +312,11 @@ void TestKitLog::forceValueShowsTheKitsReading()
     page->findChild<QPushButton *>("measureButton")->click();
     for (int tick = 0; tick < ThresholdCalibratorWidget::CountdownSeconds; ++tick)
         QMetaObject::invokeMethod(page, "timerTimeout");
-    QCOMPARE(lastRow(log(), "42").value(KitLog::ReplyColumn), QString("maximum threshold 130"));
-    QCOMPARE(page->findChild<QLabel *>("measureLabel")->text(),
-             QString("The measured value is 98"));
-    const QLabel *reading = page->findChild<QLabel *>("kitReadingLabel");
-    QVERIFY(reading);
-    QCOMPARE(reading->text(), QString("The kit read 130; shown is 130 × 0.75 = 97.5, rounded."));
+    QStringList shown{lastRow(log(), "42").value(KitLog::ReplyColumn)};
+    for (const QLabel *label : page->findChildren<QLabel *>())
+        shown << label->text();
+    QCOMPARE(shown, QStringList({"maximum threshold 130", "The measured value is 98",
+                                 "The kit read 130; shown is 130 × 0.75 = 97.5, rounded."}));
 }
 
 QTEST_MAIN(TestKitLog)

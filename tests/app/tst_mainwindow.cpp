@@ -4,7 +4,6 @@
 #include "link/serialcontroller.h"
 #include "ptykitpeer.h"
 #include "registers/registerlineedit.h"
-#include "registers/registermodel.h"
 #include "registers/registerwidget.h"
 #include "support/datarow.h"
 #include "support/modalcloser.h"
@@ -118,7 +117,6 @@ private slots:
                      qPrintable(name));
         for (const char *name : {"firmwareLabel", "chipLabel", "sensingWidget", "menuBar"})
             QVERIFY2(window.findChild<QWidget *>(name)->isEnabled(), name); // never disabled
-        // What each coloured label is about, in its tool tip.
         for (const QString &about :
              {"saveLabel=EEPROM", "syncLabel=received", "connectionLabel=serial link"})
             QVERIFY(window.findChild<QLabel *>(about.section('=', 0, 0))
@@ -371,7 +369,7 @@ private slots:
         }
     }
 
-    // Focus on field after field, short and long descriptions, and the register grid stays.
+    // Focus on field after field, short descriptions and long: the register grid stays put.
     void registerGridStaysPut()
     {
         MainWindow window(noPorts);
@@ -380,16 +378,14 @@ private slots:
         QApplication::setActiveWindow(&window);
         QVERIFY(QTest::qWaitForWindowActive(&window));
         window.findChild<QTabWidget *>("tabWidget")->setCurrentIndex(1);
-        const QWidget *send = window.findChild<QWidget *>("sendButton_0");
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
-        const QPoint at = send->mapTo(&window, QPoint());
-        const auto editors = window.registerWidget()->findChildren<RegisterLineEdit *>();
-        for (RegisterLineEdit *editor : editors) {
+        QSet<int> sendAt;
+        for (RegisterLineEdit *editor :
+             window.registerWidget()->findChildren<RegisterLineEdit *>()) {
             editor->setFocus();
             QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
-            QVERIFY2(send->mapTo(&window, QPoint()) == at,
-                     qPrintable(editor->field()->description));
+            sendAt << window.findChild<QWidget *>("sendButton_0")->mapTo(&window, {}).x();
         }
+        QCOMPARE(sendAt.size(), 1);
     }
 
 private:
