@@ -1,9 +1,11 @@
+#include "app/constants.h"
 #include "app/runapplication.h"
 #include "fixedport.h"
 #include "kitoptions.h"
 #include "simulatedkit.h"
 
 #include <QDir>
+#include <QGuiApplication>
 #include <QSettings>
 #include <QStandardPaths>
 #include <cstdio>
@@ -34,7 +36,23 @@ void printHelp(const char *program)
     std::fputs(text.toLocal8Bit().constData(), stdout);
 }
 
+// What the window's title says, so that the demo is not taken for the program on a
+// real kit. Each pass has an application of its own, and each is given it.
+QString &demoTitle()
+{
+    static QString title;
+    return title;
+}
+
+void nameApplication()
+{
+    if (!demoTitle().isEmpty())
+        QGuiApplication::setApplicationDisplayName(demoTitle());
+}
+
 } // namespace
+
+Q_COREAPP_STARTUP_FUNCTION(nameApplication)
 
 int main(int argc, char *argv[])
 {
@@ -47,6 +65,10 @@ int main(int argc, char *argv[])
         std::fprintf(stderr, "%s: %s\nTry --help.\n", argv[0], qPrintable(options.error));
         return 2;
     }
+
+    demoTitle() = APP_NAME + QStringLiteral(" \u2014 demo, ") +
+                  (options.port.isEmpty() ? QStringLiteral("simulated kit")
+                                          : QStringLiteral("kit on ") + options.port);
 
     const QString folder = demoFolder();
     QDir().mkpath(folder);

@@ -220,6 +220,22 @@ QString KitLog::endWords(const Entry &entry)
     return words;
 }
 
+QString KitLog::widestRegisterWrite() const
+{
+    QString widest;
+    const QList<Register *> *registers =
+        !channels.isEmpty() && channels.first() ? channels.first()->registers : nullptr;
+    for (int i = 0; registers && i < registers->size(); ++i) {
+        if (!registers->at(i)->editable)
+            continue;
+        const quint16 word = quint16(registers->at(i)->address << 12 | 0x0FFF);
+        const QString words = decoder.command(QByteArray("00") + char(word >> 8) + char(word));
+        if (words.size() > widest.size())
+            widest = words;
+    }
+    return widest;
+}
+
 QStringList KitLog::rowTexts(int row) const
 {
     QStringList texts;

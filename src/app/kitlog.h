@@ -52,6 +52,10 @@ public:
     void addEvent(const QString &text);
     void clear();
 
+    // The words of the longest write of an editable register of channel A's map, every
+    // data bit set: what the command column has to hold for the usual rows.
+    QString widestRegisterWrite() const;
+
     // The texts of a row, one per column, as shown and saved.
     QStringList rowTexts(int row) const;
     static QStringList csvHeader();

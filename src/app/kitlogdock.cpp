@@ -7,6 +7,7 @@
 #include "sensing/sensingparameters.h"
 
 #include <QAction>
+#include <QCloseEvent>
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
@@ -17,8 +18,10 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QSaveFile>
+#include <QScreen>
 #include <QScrollBar>
 #include <QSettings>
+#include <QStyle>
 #include <QTableView>
 #include <QVBoxLayout>
 
@@ -51,8 +54,16 @@ KitLogDock::KitLogDock(SerialController *serial, const QList<SerialDispatcher *>
             .toBool();
     setVisible(visible);
     followVisibility(visible);
-    // Changes only when the dock itself is shown or hidden, not with the window.
-    connect(toggleViewAction(), &QAction::toggled, this, &KitLogDock::rememberVisibility);
+    // Only the View entry and its shortcut trigger the action; the dock's own close
+    // button is seen in closeEvent.
+    connect(toggleViewAction(), &QAction::triggered, this, &KitLogDock::rememberVisibility);
+}
+
+void KitLogDock::closeEvent(QCloseEvent *event)
+{
+    QDockWidget::closeEvent(event);
+    if (event->isAccepted())
+        rememberVisibility(false);
 }
 
 QMenu *KitLogDock::createViewMenu(QWidget *parent)
@@ -106,7 +117,15 @@ void KitLogDock::connectUi(SerialController *serial, const QList<SerialDispatche
     connect(saveButton, &QPushButton::clicked, this, &KitLogDock::saveLog);
     connect(clearButton, &QPushButton::clicked, this, &KitLogDock::clearLog);
     connect(this, &QDockWidget::visibilityChanged, this, &KitLogDock::followVisibility);
-    connect(kitLog, &QAbstractItemModel::rowsInserted, this, &KitLogDock::followRows);
+    // The view learns of a new row after this dock would: it follows once the view
+    // has taken the row in, if it showed the newest row before.
+    connect(kitLog, &QAbstractItemModel::rowsAboutToBeInserted, this, &KitLogDock::noteBottom);
+    connect(kitLog, &QAbstractItemModel::rowsInserted, this, [this] {
+        if (view->model() != kitLog || followPosted)
+            return;
+        followPosted = true;
+        QMetaObject::invokeMethod(this, &KitLogDock::followRows, Qt::QueuedConnection);
+    });
 
     connect(serial, &SerialController::sigLinkChanged, kitLog,
             [log = kitLog](bool connected, const QString &port) {
@@ -135,17 +154,57 @@ void KitLogDock::followVisibility(bool visible)
         view->setModel(nullptr);
         return;
     }
-    if (view->model() == kitLog)
-        return;
-    view->setModel(kitLog);
-    const int widths[KitLog::ColumnCount] = {70, 65, 95, 290, 170, 400, 145};
-    for (int column = 0; column < KitLog::ColumnCount; ++column)
-        view->setColumnWidth(column, widths[column]);
-    // How it ended stays in sight next to the command; the long reply comes last.
-    QHeaderView *header = view->horizontalHeader();
-    header->moveSection(header->visualIndex(KitLog::EndColumn),
-                        header->visualIndex(KitLog::ReplyHexColumn));
+    if (view->model() != kitLog) {
+        view->setModel(kitLog);
+        fitColumns();
+        // How it ended stays in sight next to the command; the long reply comes last.
+        QHeaderView *header = view->horizontalHeader();
+        header->moveSection(header->visualIndex(KitLog::EndColumn),
+                            header->visualIndex(KitLog::ReplyHexColumn));
+    }
     view->scrollToBottom();
+    atBottom = true;
+}
+
+// Each column as wide as what it usually holds, measured in the view's font: a time of
+// hours, the longest command, a register write in words (on at most a share of the
+// screen), a reply record and a half, the ends of exchanges that went well. Longer
+// texts are elided and whole in their tool tips; the records come last and take what
+// is left, so the window keeps its width.
+void KitLogDock::fitColumns()
+{
+    const QString usual[KitLog::ColumnCount] = {QStringLiteral("99999999"),
+                                                QStringLiteral("99999"),
+                                                QStringLiteral("32 00 41 01 2C"),
+                                                kitLog->widestRegisterWrite(),
+                                                QStringLiteral("00 30 00 4B | 00 31"),
+                                                QString(),
+                                                QStringLiteral("not sent: no kit connected")};
+    const QFontMetrics text = view->fontMetrics();
+    const QFontMetrics header = view->horizontalHeader()->fontMetrics();
+    // Room for the cell's margins and grid line, and for the header's own.
+    const int margin = 2 * (view->style()->pixelMetric(QStyle::PM_FocusFrameHMargin) + 1) + 10;
+    const QScreen *screen = window() ? window()->screen() : nullptr;
+    const int commandMax =
+        screen ? int(screen->availableGeometry().width() * MaxCommandShare) : MaxColumnWidth;
+    for (int column = 0; column < KitLog::ColumnCount; ++column) {
+        int width =
+            qMax(text.horizontalAdvance(usual[column]),
+                 header.horizontalAdvance(kitLog->headerData(column, Qt::Horizontal).toString())) +
+            margin;
+        if (column == KitLog::CommandColumn)
+            width = qMin(width, commandMax);
+        view->setColumnWidth(column, qMin(width, int(MaxColumnWidth)));
+    }
+}
+
+void KitLogDock::noteBottom()
+{
+    // A burst of rows counts from where the view stood before the first.
+    if (view->model() != kitLog || followPosted)
+        return;
+    const QScrollBar *bar = view->verticalScrollBar();
+    atBottom = bar->value() >= bar->maximum();
 }
 
 void KitLogDock::rememberVisibility(bool visible)
@@ -157,11 +216,8 @@ void KitLogDock::rememberVisibility(bool visible)
 
 void KitLogDock::followRows()
 {
-    if (view->model() != kitLog)
-        return;
-    // Follows the newest row unless the reader has scrolled up.
-    QScrollBar *bar = view->verticalScrollBar();
-    if (bar->value() >= bar->maximum() - 1)
+    followPosted = false;
+    if (view->model() == kitLog && atBottom)
         view->scrollToBottom();
 }
 

@@ -21,6 +21,7 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QFrame>
+#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QMenu>
@@ -172,6 +173,8 @@ void MainWindow::createUi()
     setCentralWidget(central);
 
     createStatusBar();
+    // The application's name, or what the demo calls itself.
+    setWindowTitle(QGuiApplication::applicationDisplayName());
 }
 
 void MainWindow::createMenus(QVBoxLayout *layout)
@@ -273,6 +276,19 @@ void MainWindow::createStatusBar()
     connectionLabel = statusLabel(QStringLiteral("connectionLabel"), this);
     connectionLabel->setText(QStringLiteral("Not Connected"));
     connectionLabel->setStyleSheet(START_STYLE);
+    // The labels' words are short; what they refer to is told in their tool tips.
+    saveLabel->setToolTip(QStringLiteral(
+        "Whether the kit's EEPROM holds these settings, so that the kit keeps them when it "
+        "is switched off: \"Saved\" after \"Send to Device & Save to EEPROM\", \"Not "
+        "Saved\" after any change since. File, Save does not change it."));
+    syncLabel->setToolTip(QStringLiteral(
+        "Whether the kit has received the settings these pages show: \"Up To Date\" after "
+        "they were loaded from or sent to the kit, \"Pending Changes\" after a change made "
+        "here that the kit has not received yet."));
+    connectionLabel->setToolTip(
+        QStringLiteral("The serial link to the kit: \"Connected\" while the kit's USB serial "
+                       "port is open, \"Not Connected\" while no kit is found or its port "
+                       "cannot be opened."));
     statusBar()->addPermanentWidget(saveLabel);
     statusBar()->addPermanentWidget(syncLabel);
     statusBar()->addPermanentWidget(connectionLabel);
@@ -346,6 +362,8 @@ void MainWindow::connectUi()
             &ThresholdCalibratorController::setMaxThreshold);
     connect(calibratorPage, &ThresholdCalibratorWidget::sigGetMaxThreshold, calibrator,
             &ThresholdCalibratorController::getMaxThreshold);
+    connect(calibrator, &ThresholdCalibratorController::sigKitReading, calibratorPage,
+            &ThresholdCalibratorWidget::setKitReading);
     connect(calibrator, &ThresholdCalibratorController::sigSetMaxThreshold, calibratorPage,
             &ThresholdCalibratorWidget::setMaxThreshold);
     connect(calibratorPage, &ThresholdCalibratorWidget::sigEnableSensing, this,

@@ -8,6 +8,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QLocale>
 #include <QSaveFile>
 #include <QSettings>
 
@@ -48,6 +49,19 @@ bool replaceWithCopy(const QString &source, const QString &target, QString *erro
 
 bool isSessionFile(const QString &path, QString *error)
 {
+    // Judged by what the file system says before a byte is read: a huge file would
+    // hold the window for seconds while it is parsed, a pipe or a device for ever.
+    const QFileInfo info(path);
+    if (info.exists() && !info.isFile())
+        return fail(error, QStringLiteral("It is not a regular file, so it was not read."));
+    if (info.size() > MaxSessionFileBytes)
+        return fail(error,
+                    QStringLiteral("It is %1, far more than a session takes (at most %2), "
+                                   "so it was not read.")
+                        .arg(QLocale::c().formattedDataSize(info.size(), 1,
+                                                            QLocale::DataSizeTraditionalFormat),
+                             QLocale::c().formattedDataSize(MaxSessionFileBytes, 0,
+                                                            QLocale::DataSizeTraditionalFormat)));
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return fail(error, file.errorString());

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QtGlobal>
 
 // Whole-file operations on the session's settings file. Each one that can fail
 // returns false and, when error is given, the reason in words.
@@ -10,6 +11,12 @@
 // be written leaves the earlier target as it was. Returns whether target now holds
 // the copy.
 bool replaceWithCopy(const QString &source, const QString &target, QString *error = nullptr);
+
+// The largest file taken for a session. A session of either chip revision is about
+// 28 KB, its register map with all descriptions included; this leaves room for 30 times
+// that, hand-written comments and all, while a file of this size still parses in about
+// a quarter of a second.
+constexpr qint64 MaxSessionFileBytes = 1 << 20;
 
 // Whether the file reads as an INI file that holds at least one of the groups or
 // keys of this program's sessions; the reason when it does not.

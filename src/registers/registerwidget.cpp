@@ -50,9 +50,15 @@ void RegisterWidget::buildUi()
 {
     auto *mainLayout = new QHBoxLayout(this);
     auto *left = new QVBoxLayout;
-    auto *right = new QVBoxLayout;
     mainLayout->addLayout(left);
-    mainLayout->addLayout(right);
+    // The panel keeps one width whatever the field in focus, so that a longer
+    // description wraps within it rather than pushing the grid aside.
+    auto *panel = new QWidget(this);
+    panel->setObjectName(QStringLiteral("detailPanel"));
+    panel->setFixedWidth(fontMetrics().averageCharWidth() * PanelWidthChars);
+    auto *right = new QVBoxLayout(panel);
+    right->setContentsMargins(0, 0, 0, 0);
+    mainLayout->addWidget(panel);
 
     auto *top = new QHBoxLayout;
     channelBox = new QComboBox(this);

@@ -22,6 +22,7 @@ public:
 
     static constexpr int FirstFieldColumn = 8;
     static constexpr int SendColumn = 20;
+    static constexpr int PanelWidthChars = 30; // the field panel's width, in average characters
     static inline const QString SendFailText =
         QStringLiteral("REGISTER SEND FAIL: Fix registers highlighted in red.");
 

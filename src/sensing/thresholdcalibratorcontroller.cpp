@@ -30,5 +30,6 @@ void ThresholdCalibratorController::Dispatch(QByteArray data, int, ReadType type
         return;
     // Anything that is not a number reads as 0, and 0 is shown.
     const int raw = data.toInt(nullptr, 10);
+    emit sigKitReading(raw);
     emit sigSetMaxThreshold(int(std::round(float(raw) * DisplayScale)));
 }

@@ -16,6 +16,8 @@ public:
     static constexpr float DisplayScale = 0.75f;
 
 signals:
+    // The kit's own reading, just before its scaled value.
+    void sigKitReading(int reading);
     void sigSetMaxThreshold(int max_thresh);
 
 public slots:

@@ -24,6 +24,8 @@ signals:
 
 public slots:
     void setMaxThreshold(int max_thresh);
+    // The kit's reading that the next value shown comes from.
+    void setKitReading(int reading);
     // Enables the button only; resets the page to idle either way.
     void setEnabled(bool enabled);
 
@@ -33,9 +35,12 @@ private slots:
 
 private:
     void showCountdown();
+    void clearReading();
 
     QPushButton *measureButton = nullptr;
     QLabel *messageLabel = nullptr;
+    QLabel *readingLabel = nullptr; // how the value shown comes from the kit's reading
     QTimer *timer = nullptr;
     int secondsLeft = CountdownSeconds;
+    int kitReading = -1; // none yet
 };

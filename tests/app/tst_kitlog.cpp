@@ -3,6 +3,7 @@
 #include "app/mainwindow.h"
 #include "link/serialcontroller.h"
 #include "registers/registerwidget.h"
+#include "sensing/thresholdcalibratorwidget.h"
 #include "simulatedkit.h"
 #include "support/datarow.h"
 #include "support/modalcloser.h"
@@ -110,10 +111,15 @@ private slots:
     void endsAreLogged_data();
     void endsAreLogged();
     void oldestExchangeGoesAfterTheLimit();
+    void forceValueShowsTheKitsReading();
 
 private:
+    // The window before goes first, by File, Exit, as a user ends the program.
     bool connectWindow()
     {
+        if (window)
+            window->findChild<QAction *>("exitAction")->trigger();
+        window.reset();
         window = std::make_unique<MainWindow>(kit.enumerator());
         return runUntilConnected(*window) == NoExit;
     }
@@ -124,8 +130,9 @@ private:
     std::unique_ptr<MainWindow> window;
 };
 
-// The View menu's entry shows the dock, hidden until asked for; each window starts as the
-// last one was left, and the session file does not hold it.
+// The View menu's entry shows the dock, hidden until asked for, and the dock's own close
+// button hides it; each window starts as the user left the last one, whatever its teardown
+// does to the dock, and the session file does not hold it.
 void TestKitLog::viewMenuShowsTheDockAndRemembersItApart()
 {
     for (const bool shown : {false, true, false}) {
@@ -135,12 +142,26 @@ void TestKitLog::viewMenuShowsTheDockAndRemembersItApart()
         const QList<QAction *> menus = window->findChild<QMenuBar *>("menuBar")->actions();
         QVERIFY(menus.value(1)->menu()->actions().contains(action)); // under View
         QCOMPARE(window->kitLogDock()->isVisible(), shown);
-        action->trigger();
+        shown ? (void)window->kitLogDock()->close() : action->trigger();
         QCOMPARE(window->kitLogDock()->isVisible(), !shown);
     }
-    QCOMPARE(window->findChild<QTableView *>("kitLogView")->model(), log()); // shown, attached
+    auto *view = window->findChild<QTableView *>("kitLogView");
+    QCOMPARE(view->model(), log()); // shown, attached
     QFile session(settings.fileName());
     QVERIFY(session.open(QIODevice::ReadOnly) && !session.readAll().contains("kit_log"));
+
+    // The newest row stays in sight until the reader scrolls up.
+    const auto newest = [&] { return view->visualRect(log()->index(log()->rowCount() - 1, 0)); };
+    for (int i = 0; i < 3 * KitLogDock::MinVisibleRows; ++i) {
+        window->serialController()->sendData("G", 1, 0, ReadNone);
+        QTRY_VERIFY(view->viewport()->rect().contains(newest()));
+    }
+    QScrollBar *bar = view->verticalScrollBar();
+    bar->setValue(0);
+    const int end = bar->maximum();
+    window->serialController()->sendData("G", 1, 0, ReadNone);
+    QTRY_VERIFY(bar->maximum() > end);
+    QCOMPARE(bar->value(), 0);
 }
 
 void TestKitLog::loadIsLoggedAsStoredAndSavedAsCsv()
@@ -177,11 +198,30 @@ void TestKitLog::loadIsLoggedAsStoredAndSavedAsCsv()
                  storedFields(record.startsWith("channel A") ? 0 : 1,
                               record.section(", ", 1, 1).section(' ', 0, 0)));
 
+    // Shown, the columns fit what they usually hold (an output switch, the Load's rows) but
+    // for the replies and register writes, elided; the window keeps its width.
+    window->registerWidget()->findChild<QPushButton *>("sendButton_2")->click();
+    window->findChild<QPushButton *>("outputButton")->click();
+    window->resize(1366, 700);
+    window->show();
+    window->kitLogDock()->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+    QCOMPARE(window->width(), 1366);
+    auto *view = window->findChild<QTableView *>("kitLogView");
+    for (int row = 0; row < log()->rowCount(); ++row) {
+        for (int column : {0, 1, 2, 3, 6}) { // all but the replies
+            const QString text = log()->rowTexts(row).at(column);
+            QVERIFY2(text.startsWith("write register") ||
+                         view->fontMetrics().horizontalAdvance(text) + 8 <=
+                             view->columnWidth(column),
+                     qPrintable(text));
+        }
+    }
+
     // The same rows, saved as CSV through the dock, and the log emptied.
     ModalCloser closer;
     closer.answerFileDialogs({settings.dir() + "/kitlog"}); // the suffix is added
-    window->show();
-    window->findChild<QAction *>("kitLogAction")->trigger();
     window->kitLogDock()->findChild<QPushButton *>("saveLogButton")->click();
     QFile file(settings.dir() + "/kitlog.csv");
     QVERIFY(file.open(QIODevice::ReadOnly));
@@ -262,6 +302,21 @@ void TestKitLog::oldestExchangeGoesAfterTheLimit()
     QCOMPARE(log()->rowCount(), KitLog::MaxEntries);
     QCOMPARE(log()->rowTexts(0).value(Hex), QString("47"));
     QCOMPARE(log()->rowTexts(KitLog::MaxEntries - 1).value(Words), QString("output on"));
+}
+
+// The Force Measurement tab keeps its number and tells how it comes from the kit's reading.
+void TestKitLog::forceValueShowsTheKitsReading()
+{
+    QVERIFY(connectWindow());
+    auto *page = window->findChild<ThresholdCalibratorWidget *>("thresholdCalibratorWidget");
+    page->findChild<QPushButton *>("measureButton")->click();
+    for (int tick = 0; tick < ThresholdCalibratorWidget::CountdownSeconds; ++tick)
+        QMetaObject::invokeMethod(page, "timerTimeout");
+    QStringList shown{lastRow(log(), "42").value(KitLog::ReplyColumn)};
+    for (const QLabel *label : page->findChildren<QLabel *>())
+        shown << label->text();
+    QCOMPARE(shown, QStringList({"maximum threshold 130", "The measured value is 98",
+                                 "The kit read 130; shown is 130 × 0.75 = 97.5, rounded."}));
 }
 
 QTEST_MAIN(TestKitLog)

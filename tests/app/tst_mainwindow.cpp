@@ -3,6 +3,7 @@
 #include "kitfirmware.h"
 #include "link/serialcontroller.h"
 #include "ptykitpeer.h"
+#include "registers/registerlineedit.h"
 #include "registers/registerwidget.h"
 #include "support/datarow.h"
 #include "support/modalcloser.h"
@@ -115,7 +116,12 @@ private slots:
             QVERIFY2(window.findChild<QWidget *>(name)->isEnabled() == enabled.contains(name),
                      qPrintable(name));
         for (const char *name : {"firmwareLabel", "chipLabel", "sensingWidget", "menuBar"})
-            QVERIFY2(window.findChild<QWidget *>(name)->isEnabled(), name);      // never disabled
+            QVERIFY2(window.findChild<QWidget *>(name)->isEnabled(), name); // never disabled
+        for (const QString &about :
+             {"saveLabel=EEPROM", "syncLabel=received", "connectionLabel=serial link"})
+            QVERIFY(window.findChild<QLabel *>(about.section('=', 0, 0))
+                        ->toolTip()
+                        .contains(about.section('=', 1)));
         for (const QLabel *label : window.statusBar()->findChildren<QLabel *>()) // whole texts
             QVERIFY2(!label->isVisibleTo(&window) || label->width() >= label->sizeHint().width(),
                      qPrintable(label->text()));
@@ -257,6 +263,10 @@ private slots:
                 QStringList());
         dataRow("open a session", "openAction", "other.ini", false, "", EXIT_CODE_RESTART, "other",
                 QStringList());
+        // 50 MB that would parse as a session: refused by its size, unread.
+        dataRow("open a huge file", "openAction", "huge.ini", false,
+                "The session was not opened from %1/huge.ini:\nIt is 50.0 MB,", NoExit, "session",
+                QStringList());
     }
     void sessionFiles()
     {
@@ -271,6 +281,8 @@ private slots:
         QTemporaryDir dir;
         writeFile(dir.filePath("picture.png"), QByteArray::fromHex("89504E470D0A1A0A0000000D"));
         writeFile(dir.filePath("other.ini"), "[General]\nchipid=67\nmarker=other\n");
+        writeFile(dir.filePath("huge.ini"), "[General]\nchipid=67\nmarker=other\n");
+        QFile(dir.filePath("huge.ini")).resize(50 << 20);
         MainWindow window(noPorts);
         if (broken && QFile::remove(settings.fileName()))
             QDir().mkpath(settings.fileName());
@@ -284,7 +296,7 @@ private slots:
                  qPrintable(said));
         QCOMPARE(QSettings().value("marker").toString(), marker);
         QCOMPARE(QDir(dir.path()).entryList(QDir::Files),
-                 made + QStringList({"other.ini", "picture.png"}));
+                 made + QStringList({"huge.ini", "other.ini", "picture.png"}));
         for (const QString &file : made)
             QCOMPARE(QSettings(dir.filePath(file), QSettings::IniFormat).value("marker"),
                      QVariant("session"));
@@ -357,6 +369,25 @@ private slots:
                          qPrintable(tabs->tabText(i) + ": " + control->objectName()));
             }
         }
+    }
+
+    // Focus on field after field, short descriptions and long: the register grid stays put.
+    void registerGridStaysPut()
+    {
+        MainWindow window(noPorts);
+        window.resize(1366, 740);
+        window.show();
+        QApplication::setActiveWindow(&window);
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        window.findChild<QTabWidget *>("tabWidget")->setCurrentIndex(1);
+        QSet<int> sendAt;
+        for (RegisterLineEdit *editor :
+             window.registerWidget()->findChildren<RegisterLineEdit *>()) {
+            editor->setFocus();
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+            sendAt << window.findChild<QWidget *>("sendButton_0")->mapTo(&window, {}).x();
+        }
+        QCOMPARE(sendAt.size(), 1);
     }
 
 private:

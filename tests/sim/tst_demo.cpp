@@ -43,7 +43,7 @@ private:
             texts[i] = window->findChild<QLabel *>(labels[i])->text();
         stable = texts[0] == "Connected" && texts[2] != "Chip ID: " ? stable + 1 : 0;
         if (stable == 5) {
-            seen << texts.join(" / ");
+            seen << texts.join(" / ") + " / " + window->windowTitle();
             window->close();
         }
     }
@@ -74,15 +74,22 @@ private slots:
     void runs_data()
     {
         columns<QString, QString>({"options", "shown"});
+        const QString title = " / " + APP_NAME + " — demo, ";
         dataRow("revision C kit", "",
-                "Connected / Firmware ID: 2.3 / Chip ID: 0x246A (Rev C)|session: C");
+                "Connected / Firmware ID: 2.3 / Chip ID: 0x246A (Rev C)" + title +
+                    "simulated kit|session: C");
         dataRow("firmware 2.2 is refused", "--firmware 2.2",
                 "Firmware version not compatible \nCurrent version: 2.2\nCompatible version: 2.3|"
                 "session: C");
         // The second pass starts over as revision B, which only the exit code -421 asks for.
         dataRow("revision B restarts once", "--chip B",
                 "Chip ID revision has changed\nCurrent Revision: B\nPrevious Revision: C|"
-                "Connected / Firmware ID: 2.3 / Chip ID: 0x2466 (Rev B)|session: B");
+                "Connected / Firmware ID: 2.3 / Chip ID: 0x2466 (Rev B)" +
+                    title + "simulated kit|session: B");
+        // A kit of the test's own on a port: the title names the port.
+        dataRow("kit on a port", "--port %1",
+                "Connected / Firmware ID: 2.3 / Chip ID: 0x246A (Rev C)" + title +
+                    "kit on %1|session: C");
     }
 
     void runs()
@@ -90,7 +97,11 @@ private slots:
         const auto [options, shown] = fetchRow<QString, QString>("options", "shown");
         QTemporaryDir home;
         qputenv("XDG_CONFIG_HOME", home.path().toLocal8Bit());
-        TestArgv args(("ktr4207-kit-demo " + options).trimmed().split(' '));
+        SimulatedKit kit;
+        QVERIFY(!options.contains("%1") || kit.open());
+        TestArgv args(("ktr4207-kit-demo " + QString(options).replace("%1", kit.slavePath()))
+                          .trimmed()
+                          .split(' '));
         seen.clear();
         passCount = 0;
         QCOMPARE(ktrDemoMain(args.argc, args.argv()), 0);
@@ -98,7 +109,7 @@ private slots:
         const QString file = home.path() + "/ktr4207-kit-demo/" + ORG_NAME + '/' + APP_NAME;
         seen << QString("session: ") +
                     QChar(QSettings(file + ".ini", QSettings::IniFormat).value(CHIPID_KEY).toInt());
-        QCOMPARE(seen.join('|'), shown);
+        QCOMPARE(seen.join('|'), QString(shown).replace("%1", kit.slavePath()));
         QVERIFY(!QDir(home.path() + '/' + ORG_NAME).exists());
     }
 };
