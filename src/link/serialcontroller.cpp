@@ -154,6 +154,9 @@ void SerialController::sendData(QByteArray data, int count, int read_data_count,
         emit sigExchangeEnded(read_type, ExchangeEnd::NotConnected, command, 0);
         return;
     }
+    // A reply that broke is told of within an action; alone, a command reports only its
+    // failed exchanges, and a broken reply only keeps the controller from storing it.
+    const bool inAction = LinkAction::current() != nullptr;
     const LinkAction action; // a command sent on its own is an action of its own
     LinkAction *const open = LinkAction::current();
     // After a failed write the kit may hold part of a command: what follows in the same
@@ -182,7 +185,7 @@ void SerialController::sendData(QByteArray data, int count, int read_data_count,
         }
         isConnected();
         tell(QString(), faultDetail(end, command, rejected), true);
-    } else if (!rejected.isEmpty()) {
+    } else if (!rejected.isEmpty() && inAction) {
         tell(QString(), faultDetail(end, command, rejected), true);
     }
     releasePoll();
