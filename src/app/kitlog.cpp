@@ -212,6 +212,9 @@ QString KitLog::endWords(const Entry &entry)
         case ExchangeEnd::PortLost:
             words = QStringLiteral("port lost");
             break;
+        case ExchangeEnd::Skipped:
+            words = QStringLiteral("not sent: a write of this action failed");
+            break;
         }
     }
     if (!entry.rejected.isEmpty())

@@ -4,6 +4,7 @@
 #include "audiosettings/audiosettingscontroller.h"
 #include "constants.h"
 #include "kitlogdock.h"
+#include "link/linkaction.h"
 #include "link/serialcontroller.h"
 #include "link/wire.h"
 #include "pagescrollarea.h"
@@ -120,12 +121,6 @@ QSet<quint16> &announcedUnknownChips()
 {
     static QSet<quint16> announced;
     return announced;
-}
-
-void showWarning(const QString &text)
-{
-    QMessageBox box(QMessageBox::Warning, QString(), text, QMessageBox::Ok);
-    box.exec();
 }
 
 } // namespace
@@ -335,8 +330,12 @@ void MainWindow::connectUi()
     connect(registerPage, &RegisterWidget::sigRegisterUpdated, this,
             &MainWindow::markPendingChanges);
 
-    connect(registers, &RegisterController::sigSetFirmwareId, this, &MainWindow::setFirmwareId);
-    connect(registers, &RegisterController::sigSetChipId, this, &MainWindow::setChipId);
+    // The reads of an identifier's reply are gathered, and the connection judges the
+    // whole reply once.
+    connect(registers, &RegisterController::sigSetFirmwareId, this,
+            [this](const QString &id) { firmwareReply = firmwareReply.value_or(QString()) + id; });
+    connect(registers, &RegisterController::sigSetChipId, this,
+            [this](const QByteArray &id) { chipReply = chipReply.value_or(QByteArray()) + id; });
     connect(registers, &RegisterController::sigActivatedChannels, this,
             &MainWindow::setActivatedChannels);
 
@@ -420,8 +419,10 @@ void MainWindow::countLinkFault()
 
 void MainWindow::onDeviceConnected(bool connected)
 {
+    const LinkAction action;
     if (!connected) {
         countLinkFault();
+        restartedForChip = false; // the kit that made the restart is gone
         audioPage->stopPlayback();
         connectionLabel->setText(QStringLiteral("Not Connected"));
         connectionLabel->setStyleSheet(RED_STYLE);
@@ -437,8 +438,19 @@ void MainWindow::onDeviceConnected(bool connected)
     connectionLabel->setStyleSheet(GREEN_STYLE);
     // The kit needs a moment after the port opens before it takes a command.
     QThread::msleep(PORT_SETTLE_MS);
+    // Each identifier is judged once, on its whole reply. A reply that broke has been told
+    // of by the link: the kit is then neither checked further nor read into the session.
+    const int faults = transfer->linkFaults();
+    firmwareReply.reset();
     serial->sendData(QByteArray("="), 1, 3, ReadFirmwareId);
-    serial->sendData(QByteArray("H"), 1, 3, ReadChipId);
+    if (firmwareReply && transfer->linkFaults() == faults)
+        setFirmwareId(*firmwareReply);
+    chipReply.reset();
+    if (transfer->linkFaults() == faults)
+        serial->sendData(QByteArray("H"), 1, 3, ReadChipId);
+    if (chipReply && transfer->linkFaults() == faults)
+        setChipId(*chipReply);
+    const bool identified = transfer->linkFaults() == faults;
     // Quitting only now lets the chip's message show too; a quit asked for earlier would
     // close every message box that follows at once.
     if (firmwareRefused)
@@ -450,7 +462,7 @@ void MainWindow::onDeviceConnected(bool connected)
     powerButton->setText(POWER_DOWN);
     outputButton->setText(DISABLE_OUTPUT);
 
-    if (!firmwareRefused) // a refused kit's values are not read into the session
+    if (identified && !firmwareRefused) // a refused kit's values are not read into the session
         checkFirstBoot();
     audioPage->rescanAudioDevices();
 }
@@ -458,8 +470,9 @@ void MainWindow::onDeviceConnected(bool connected)
 void MainWindow::setFirmwareId(QString id)
 {
     if (id != COMPATIBLE_FIRMWARE_VERSION) {
-        showWarning(QStringLiteral("Firmware version not compatible \nCurrent version: ") + id +
-                    QStringLiteral("\nCompatible version: ") + COMPATIBLE_FIRMWARE_VERSION);
+        serial->showMessage(QStringLiteral("Firmware version not compatible \nCurrent version: ") +
+                            id + QStringLiteral("\nCompatible version: ") +
+                            COMPATIBLE_FIRMWARE_VERSION);
         firmwareRefused = true;
     }
     firmwareLabel->setText(FIRMWARE_PREFIX + id);
@@ -480,7 +493,8 @@ void MainWindow::setChipId(QByteArray data)
     }
     chipLabel->setText(CHIP_PREFIX + text);
 
-    const int stored = QSettings().value(CHIPID_KEY, 0).toInt();
+    QSettings settings;
+    const int stored = settings.value(CHIPID_KEY, 0).toInt();
     if (quint16(revision) == quint16(stored))
         return;
     // An unknown chip is worked with through the map of revision C.
@@ -490,17 +504,35 @@ void MainWindow::setChipId(QByteArray data)
         announcedUnknownChips().insert(id);
         if (quint16(stored) == CHIPID_REV_C) {
             if (announce)
-                showWarning(QStringLiteral("Chip ID %1 is not known\nThe register map of "
-                                           "revision C is used.")
-                                .arg(text));
+                serial->showMessage(QStringLiteral("Chip ID %1 is not known\nThe register map of "
+                                                   "revision C is used.")
+                                        .arg(text));
             return;
         }
     }
-    if (announce)
-        showWarning(QStringLiteral("Chip ID revision has changed\nCurrent Revision: ") +
-                    (unknown ? QStringLiteral("unknown (%1), worked with as C").arg(text)
-                             : revisionText(revision)) +
-                    QStringLiteral("\nPrevious Revision: ") + revisionText(stored));
+    const QString current = unknown ? QStringLiteral("unknown (%1), worked with as C").arg(text)
+                                    : revisionText(revision);
+    if (restartedForChip) {
+        // The same kit told another revision before this pass began: restarting again
+        // would clear the session at each pass for as long as the kit keeps changing.
+        restartedForChip = false;
+        serial->showMessage(QStringLiteral("Chip ID revision is unstable\nCurrent Revision: ") +
+                            current + QStringLiteral("\nPrevious Revision: ") +
+                            revisionText(stored) +
+                            QStringLiteral("\nThe register map of the session is kept."));
+        return;
+    }
+    // A session that never read a kit has no chip of its own to have changed from.
+    const bool neverConnected = settings.value(FIRST_BOOT_KEY, true).toBool();
+    if (announce && neverConnected && !unknown) {
+        serial->showMessage(
+            QStringLiteral("Chip ID revision %1 found\nThe register map of revision %1 is loaded.")
+                .arg(current));
+    } else if (announce) {
+        serial->showMessage(QStringLiteral("Chip ID revision has changed\nCurrent Revision: ") +
+                            current + QStringLiteral("\nPrevious Revision: ") +
+                            revisionText(stored));
+    }
     if (firmwareRefused)
         return; // the pass ends with 0: the session is neither cleared nor restarted
     QCoreApplication::exit(revision == CHIPID_REV_B ? EXIT_CODE_RESTART_REV_B
@@ -586,6 +618,7 @@ void MainWindow::openSettingsFile()
 // A load that lost the kit on the way read only part of it: the labels stay.
 void MainWindow::loadFromDevice()
 {
+    const LinkAction action;
     setCursor(Qt::WaitCursor);
     if (transfer->load() == KitTransfer::Result::Whole)
         markUpToDate();
@@ -605,6 +638,7 @@ bool MainWindow::refused(KitTransfer::Result result)
 
 void MainWindow::sendToDevice()
 {
+    const LinkAction action;
     setCursor(Qt::WaitCursor);
     const KitTransfer::Result result = transfer->send();
     setCursor(Qt::ArrowCursor);
@@ -616,6 +650,7 @@ void MainWindow::sendToDevice()
 // The kit keeps what did go out; only a whole send counts as up to date and saved.
 void MainWindow::sendAndSave()
 {
+    const LinkAction action;
     setCursor(Qt::WaitCursor);
     const KitTransfer::Result result = transfer->sendAndSave();
     setCursor(Qt::ArrowCursor);
@@ -638,6 +673,7 @@ void MainWindow::deactivateSensing()
 
 void MainWindow::toggleSensing()
 {
+    const LinkAction action;
     if (sensingButton->text() == ACTIVATE_SENSING)
         activateSensing();
     else
@@ -646,6 +682,7 @@ void MainWindow::toggleSensing()
 
 void MainWindow::toggleOscillator()
 {
+    const LinkAction action;
     const int channel = oscillatorChannelCombo->currentIndex();
     if (oscillatorButton->text() == START_OSCILLATOR) {
         oscillatorButton->setText(STOP_OSCILLATOR);
@@ -661,6 +698,7 @@ void MainWindow::toggleOscillator()
 
 void MainWindow::toggleOutput()
 {
+    const LinkAction action;
     if (outputButton->text() == DISABLE_OUTPUT) {
         outputButton->setText(ENABLE_OUTPUT);
         transfer->setOutput(false);
@@ -674,6 +712,7 @@ void MainWindow::toggleOutput()
 
 void MainWindow::togglePower()
 {
+    const LinkAction action;
     if (powerButton->text() == POWER_DOWN) {
         powerButton->setText(POWER_UP);
         transfer->powerDown();
@@ -699,7 +738,10 @@ void MainWindow::checkFirstBoot()
     }
     if (!serial->isConnected())
         return;
+    const int faults = transfer->linkFaults();
     loadFromDevice();
+    if (transfer->linkFaults() != faults)
+        return; // the kit was not read whole: the next connection reads it again
     QSettings settings;
     settings.setValue(FIRST_BOOT_KEY, false);
     settings.sync();

@@ -8,6 +8,7 @@
 #include <QByteArray>
 #include <QMainWindow>
 #include <QString>
+#include <optional>
 
 class AudioSettingsController;
 class AudioWidget;
@@ -67,6 +68,9 @@ public:
     void toggleOutput();
     void togglePower();
     void checkFirstBoot();
+    // This pass follows a restart for a changed chip: a chip that changes again before
+    // the kit goes is announced as unstable, and the session is kept.
+    void setRestartedForChip(bool restarted) { restartedForChip = restarted; }
 
     SerialController *serialController() const { return serial; }
     RegisterController *registerController() const { return registers; }
@@ -131,4 +135,8 @@ private:
     // Set by a firmware the program refuses: the pass ends with 0 once the chip has been
     // checked as well, and no restart may take its place.
     bool firmwareRefused = false;
+    bool restartedForChip = false;
+    // The reads of the identifier reply under way, joined; empty when none came.
+    std::optional<QString> firmwareReply;
+    std::optional<QByteArray> chipReply;
 };

@@ -158,6 +158,8 @@ int runApplication(int &argc, char **argv, PortEnumerator enumerate)
         prepareSettings(settings, exitCode);
 
         MainWindow window(enumerate);
+        window.setRestartedForChip(exitCode == EXIT_CODE_RESTART_REV_B ||
+                                   exitCode == EXIT_CODE_RESTART_REV_C);
         // The pages scroll, so the window's minimum is small: open it at its natural
         // size, as far as the screen has room.
         window.resize(window.sizeHint().boundedTo(usableScreenSize()));

@@ -14,6 +14,7 @@ enum class ExchangeEnd
     ByteBound,    // the kit sent more than the command can bring back
     TimeBound,    // the kit was still sending when the exchange's time ran out
     PortLost,     // the port failed while the reply was read
+    Skipped,      // not attempted: a write of the same action failed on this port
 };
 
 Q_DECLARE_METATYPE(ExchangeEnd)

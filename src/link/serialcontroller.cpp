@@ -1,5 +1,7 @@
 #include "serialcontroller.h"
 
+#include "kitdecoder.h"
+#include "linkaction.h"
 #include "registerstore.h"
 #include "replyframing.h"
 
@@ -7,6 +9,7 @@
 #include <QMessageBox>
 #include <QSerialPort>
 #include <QTimer>
+#include <utility>
 
 namespace {
 
@@ -82,6 +85,7 @@ bool SerialController::openPort()
         closePort();
         return false;
     }
+    ++portNumber;
     return true;
 }
 
@@ -144,34 +148,118 @@ qint64 SerialController::unreadBytes() const
 
 void SerialController::sendData(QByteArray data, int count, int read_data_count, ReadType read_type)
 {
-    emit sigExchangeStarted(data.left(qMax(count, 0)), read_data_count, read_type);
+    const QByteArray command = data.left(qMax(count, 0));
+    emit sigExchangeStarted(command, read_data_count, read_type);
     if (!connected || !serial) {
-        emit sigExchangeEnded(read_type, ExchangeEnd::NotConnected, data.left(count), 0);
+        emit sigExchangeEnded(read_type, ExchangeEnd::NotConnected, command, 0);
         return;
     }
-    if (timer)
-        timer->stop();
+    // A reply that broke is told of within an action; alone, a command reports only its
+    // failed exchanges, and a broken reply only keeps the controller from storing it.
+    const bool inAction = LinkAction::current() != nullptr;
+    const LinkAction action; // a command sent on its own is an action of its own
+    LinkAction *const open = LinkAction::current();
+    // After a failed write the kit may hold part of a command: what follows in the same
+    // action would reach it misread, so none of it is tried.
+    if (open->failedController == this && open->failedPort == portNumber) {
+        emit sigExchangeEnded(read_type, ExchangeEnd::Skipped, command, 0);
+        return;
+    }
+    holdPoll();
 
     QElapsedTimer clock;
     clock.start();
+    rejectedReply.clear();
     const ExchangeEnd end = exchange(data, count, read_data_count, read_type);
-    emit sigExchangeEnded(read_type, end, data.left(count), clock.elapsed());
+    emit sigExchangeEnded(read_type, end, command, clock.elapsed());
+    const QString rejected = std::exchange(rejectedReply, QString());
     if (end == ExchangeEnd::WriteFailed || end == ExchangeEnd::ByteBound ||
         end == ExchangeEnd::TimeBound) {
         // A command left unsent would reach the kit later, behind the ones that follow
         // it, and the rest of a reply cut off here must not reach the next command.
         if (serial)
             serial->clear(QSerialPort::AllDirections);
-        isConnected();
-        if (messagesShown) {
-            QMessageBox box(QMessageBox::Warning, QString(),
-                            QStringLiteral("There was an error communicating with the dev kit"),
-                            QMessageBox::Ok);
-            box.exec();
+        if (end == ExchangeEnd::WriteFailed) {
+            open->failedController = this;
+            open->failedPort = portNumber;
         }
+        isConnected();
+        tell(QString(), faultDetail(end, command, rejected), true);
+    } else if (!rejected.isEmpty() && inAction) {
+        tell(QString(), faultDetail(end, command, rejected), true);
     }
+    releasePoll();
+}
+
+void SerialController::noteRejectedReply(ReadType, QString reason)
+{
+    rejectedReply = reason;
+}
+
+void SerialController::showMessage(const QString &text)
+{
+    tell(text, QString(), false);
+}
+
+void SerialController::holdPoll()
+{
+    if (pollHolds++ == 0 && timer)
+        timer->stop();
+}
+
+void SerialController::releasePoll()
+{
+    if (--pollHolds > 0)
+        return;
+    pollHolds = 0;
     if (timer)
         timer->start();
+}
+
+void SerialController::tell(const QString &text, const QString &detail, bool fault)
+{
+    if (!messagesShown)
+        return; // a headless caller reports faults itself
+    const LinkAction action;
+    LinkAction *const open = LinkAction::current();
+    if (fault && open->told)
+        return; // the kit log holds the exchange and how it ended
+    open->told = true;
+    holdPoll();
+    QMessageBox box(QMessageBox::Warning, QString(),
+                    fault ? QStringLiteral("There was an error communicating with the dev kit")
+                          : text,
+                    QMessageBox::Ok);
+    box.setInformativeText(detail);
+    box.exec();
+    releasePoll();
+}
+
+QString SerialController::faultDetail(ExchangeEnd end, const QByteArray &command,
+                                      const QString &rejected) const
+{
+    const QString what = QStringLiteral("\"%1\" (%2)")
+                             .arg(QString::fromLatin1(command.left(1)),
+                                  KitDecoder(KitDecoder::registerStore()).command(command));
+    switch (end) {
+    case ExchangeEnd::WriteFailed:
+        return QStringLiteral("The command %1 could not be written to the kit within %2 ms; the "
+                              "rest of this action was not sent.")
+            .arg(what)
+            .arg(WriteTimeoutMs);
+    case ExchangeEnd::ByteBound:
+        return QStringLiteral("The kit's reply to %1 broke: it was longer than that reply can "
+                              "be. Nothing of it was stored.")
+            .arg(what);
+    case ExchangeEnd::TimeBound:
+        return QStringLiteral("The kit's reply to %1 broke: it did not end within %2 ms. Nothing "
+                              "of it was stored.")
+            .arg(what)
+            .arg(ExchangeTimeLimitMs);
+    default:
+        return QStringLiteral("The kit's reply to %1 broke (%2). Nothing of it was stored.")
+            .arg(what, rejected);
+    }
 }
 
 ExchangeEnd SerialController::exchange(const QByteArray &data, int count, int read_data_count,
@@ -194,16 +282,21 @@ ExchangeEnd SerialController::readReply(int read_data_count, ReadType read_type)
 {
     const int maxBytes = maxReplyBytes(read_type, read_data_count);
     int total = 0;
+    // Only the time spent on the port counts against the bound: a receiver of a read may
+    // keep a message open for as long as its reader likes.
+    qint64 spent = 0;
     QElapsedTimer clock;
-    clock.start();
     for (;;) {
         if (!serial)
             return ExchangeEnd::PortLost;
-        const qint64 left = ExchangeTimeLimitMs - clock.elapsed();
+        const qint64 left = ExchangeTimeLimitMs - spent;
         if (left <= 0)
             return ExchangeEnd::TimeBound;
         const int wait = int(qMin<qint64>(ReplySilenceMs, left));
-        if (!serial->waitForReadyRead(wait)) {
+        clock.start();
+        const bool ready = serial->waitForReadyRead(wait);
+        spent += clock.elapsed();
+        if (!ready) {
             const QSerialPort::SerialPortError error = serial->error();
             if (error != QSerialPort::NoError && error != QSerialPort::TimeoutError)
                 return ExchangeEnd::PortLost;

@@ -45,6 +45,10 @@ public:
     // Bytes received and not yet read; they are dropped before the next command.
     qint64 unreadBytes() const;
 
+    // Tells the user what the kit's checks found, while the poll waits. A fault of the
+    // link in the same action then goes untold: one action, one account of it.
+    void showMessage(const QString &text);
+
 signals:
     void sigDeviceConnected(bool connected);
     // One read of a reply; count is the command's read_data_count, not data's size.
@@ -63,8 +67,17 @@ public slots:
     void startTimer();
     void sendData(QByteArray data, int count, int read_data_count, ReadType read_type);
     bool isConnected();
+    // A reply of the exchange under way was not stored, and why: the reply broke.
+    void noteRejectedReply(ReadType read_type, QString reason);
 
 private:
+    // The poll waits while any exchange or message is under way, however nested.
+    void holdPoll();
+    void releasePoll();
+    // Every message of the link goes through here. A fault is told at most once in an
+    // action, and not after the action has told something else.
+    void tell(const QString &text, const QString &detail, bool fault);
+    QString faultDetail(ExchangeEnd end, const QByteArray &command, const QString &rejected) const;
     ExchangeEnd exchange(const QByteArray &data, int count, int read_data_count,
                          ReadType read_type);
     ExchangeEnd readReply(int read_data_count, ReadType read_type);
@@ -77,6 +90,9 @@ private:
     QTimer *timer = nullptr;
     bool connected = false;
     bool messagesShown = true;
+    int pollHolds = 0;
+    quint64 portNumber = 0; // counts the ports opened
+    QString rejectedReply;  // why a reply of the exchange under way was not stored
     // The register store's lists for this pass (see registerstore.h), channel A first.
     std::array<QList<Register *>, 2> registerLists;
 };

@@ -11,6 +11,8 @@ SerialDispatcher::SerialDispatcher(SerialController *controller, QObject *parent
     connect(controller, &SerialController::sigDataRead, this, &SerialDispatcher::Dispatch);
     connect(controller, &SerialController::sigExchangeEnded, this,
             &SerialDispatcher::exchangeEnded);
+    connect(this, &SerialDispatcher::sigReplyRejected, controller,
+            &SerialController::noteRejectedReply);
 }
 
 void SerialDispatcher::exchangeEnded(ReadType, ExchangeEnd) {}

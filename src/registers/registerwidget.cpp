@@ -1,5 +1,6 @@
 #include "registerwidget.h"
 
+#include "link/linkaction.h"
 #include "link/registerstore.h"
 #include "registers/registerkeys.h"
 #include "registers/registerlineedit.h"
@@ -294,6 +295,7 @@ bool RegisterWidget::rowFits(const QList<QLineEdit *> &row) const
 
 void RegisterWidget::setRegisterToSend()
 {
+    const LinkAction action;
     const QVariant id = sender() ? sender()->property(IdProperty) : QVariant();
     if (!id.isValid())
         return;

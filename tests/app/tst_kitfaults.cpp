@@ -8,8 +8,29 @@
 #include "support/testsettings.h"
 #include "support/windowtest.h"
 
+#include <QRandomGenerator>
 #include <QtTest>
 #include <QtWidgets>
+
+namespace {
+
+using KitSetup = std::function<void(SimulatedKit &)>;
+const QString LinkError = "There was an error communicating with the dev kit|";
+const QString Refused = "Firmware version not compatible \nCurrent version: ";
+
+// Bytes that no kit would send, the same at each run.
+QByteArray noise(int size)
+{
+    QRandomGenerator random(size);
+    QByteArray bytes(size, '\0');
+    for (char &byte : bytes)
+        byte = char(random.bounded(1, 256));
+    return bytes;
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(KitSetup)
 
 // The main window against a kit that misbehaves: pulled out in the middle of a transfer,
 // answering with a broken reply, or met with a damaged session file.
@@ -26,6 +47,10 @@ private slots:
     void init()
     {
         kit.clearFaults();
+        kit.withFirmware([](KitFirmware &firmware) {
+            firmware.setFirmwareId("2.3");
+            firmware.setChipId(KitFirmware::ChipIdRevC);
+        });
         if (!kit.transport().isPlugged())
             QVERIFY(kit.plug());
         settings.reset();
@@ -39,6 +64,10 @@ private slots:
     void unplugAfterEachCommand_data();
     void unplugAfterEachCommand();
     void brokenReplyLeavesTheSession();
+    void oneMessagePerAction_data();
+    void oneMessagePerAction();
+    void chipRestarts_data();
+    void chipRestarts();
     void damagedSessions_data();
     void damagedSessions();
 
@@ -139,6 +168,118 @@ void TestKitFaults::brokenReplyLeavesTheSession()
     press("loadFromDeviceButton");
     QCOMPARE(look(*window, "syncLabel").section('|', 0, 0), "Up To Date");
     QVERIFY(QSettings().value(key).toString() != before);
+}
+
+void TestKitFaults::oneMessagePerAction_data()
+{
+    // fault: set up before the window is made, or once connected when a button is pressed;
+    // messages: the start of each box's text and informative text, "|" between them
+    columns<KitSetup, int, QString, QStringList, int>(
+        {"fault", "holdMs", "button", "messages", "exitCode"});
+    const auto firmware = [](const QByteArray &id, quint16 chip) -> KitSetup {
+        return [=](SimulatedKit &kit) {
+            kit.withFirmware([&](KitFirmware &f) { f.setFirmwareId(id), f.setChipId(chip); });
+        };
+    };
+    const auto override = [](const QByteArray &commands, const QByteArray &reply) -> KitSetup {
+        return [=](SimulatedKit &kit) {
+            for (char command : commands)
+                kit.setReplyOverride(command, reply);
+        };
+    };
+    const KitSetup trickle = [override](SimulatedKit &kit) {
+        override("584", QByteArray(400, '\1'))(kit);
+        kit.setReplyPieces(1, 15);
+    };
+    const KitSetup dead = [](SimulatedKit &kit) { kit.setReading(false); };
+    // A firmware message read for longer than an exchange may last.
+    dataRow("refused firmware", firmware("2.2", KitFirmware::ChipIdRevC), 1500, "",
+            QStringList{Refused + "2.2\n"}, 0);
+    dataRow("refused firmware and another chip", firmware("2.2", KitFirmware::ChipIdRevB), 1500, "",
+            QStringList{Refused + "2.2\n", "Chip ID revision has changed\n"}, 0);
+    dataRow("random bytes on every reply at connection", override("=H", noise(12)), 0, "",
+            QStringList{Refused, "Chip ID 0x"}, 0);
+    dataRow("a flood of random bytes at connection", override("=", noise(40)), 0, "",
+            QStringList{LinkError + "The kit's reply to \"=\""}, NoExit);
+    dataRow("replies that never end during Load", trickle, 0, "loadFromDeviceButton",
+            QStringList{LinkError + "The kit's reply to \"5\""}, NoExit);
+    dataRow("a kit dead but listed during Send to Device", dead, 0, "sendToDeviceButton",
+            QStringList{LinkError + "The command \"D\""}, NoExit);
+    dataRow("a kit dead but listed at Power Down", dead, 0, "powerButton",
+            QStringList{LinkError + "The command \"D\""}, NoExit);
+}
+
+// Whatever the kit does, an action or a connection says what went wrong once, and only the
+// firmware's and the chip's messages may follow each other. No poll runs inside a message.
+void TestKitFaults::oneMessagePerAction()
+{
+    const auto [fault, holdMs, button, messages, exitCode] =
+        fetchRow<KitSetup, int, QString, QStringList, int>("fault", "holdMs", "button", "messages",
+                                                           "exitCode");
+    kit.unplug(); // a new line: nothing of an earlier row's replies is still on its way
+    QVERIFY(kit.plug());
+    if (button.isEmpty())
+        fault(kit);
+    closer.holdEachFor(holdMs);
+    window = std::make_unique<MainWindow>(kit.enumerator());
+    const QTimer *poll = window->serialController()->findChild<QTimer *>();
+    bool pollInMessage = false;
+    QTimer watch;
+    connect(&watch, &QTimer::timeout, &watch, [&] {
+        pollInMessage |=
+            qobject_cast<QMessageBox *>(QApplication::activeModalWidget()) && poll->isActive();
+    });
+    watch.start(5);
+    QCOMPARE(runUntilConnected(*window), exitCode);
+    if (!button.isEmpty()) {
+        fault(kit);
+        press(qPrintable(button));
+    }
+    const QStringList seen = closer.details();
+    QVERIFY2(seen.size() == messages.size(), qPrintable(seen.join("//")));
+    for (int i = 0; i < seen.size(); ++i)
+        QVERIFY2(seen[i].startsWith(messages[i]), qPrintable(seen[i]));
+    QVERIFY(!pollInMessage);
+}
+
+void TestKitFaults::chipRestarts_data()
+{
+    // chips: the kit's revision at each pass; each pass starts from the session the entry
+    // point leaves after the previous pass's exit code
+    columns<QByteArray, QString, QStringList, QList<int>>(
+        {"session", "chips", "messages", "codes"});
+    dataRow("revision B on a session never connected", QByteArray("chipid=67"), "BB",
+            QStringList{"Chip ID revision B found\nThe register map of revision B is loaded."},
+            QList<int>{EXIT_CODE_RESTART_REV_B, NoExit});
+    dataRow("a chip that changes again restarts once", QByteArray("chipid=67\nfirst_boot=false"),
+            "BC",
+            QStringList{"Chip ID revision has changed\nCurrent Revision: B\nPrevious Revision: C",
+                        "Chip ID revision is unstable\nCurrent Revision: C\nPrevious "
+                        "Revision: B\nThe register map of the session is kept."},
+            QList<int>{EXIT_CODE_RESTART_REV_B, NoExit});
+}
+
+void TestKitFaults::chipRestarts()
+{
+    const auto [session, chips, messages, codes] =
+        fetchRow<QByteArray, QString, QStringList, QList<int>>("session", "chips", "messages",
+                                                               "codes");
+    writeFile(settings.fileName(), "[General]\n" + session);
+    QList<int> seen;
+    for (QChar chip : chips) {
+        kit.withFirmware([chip](KitFirmware &f) {
+            f.setChipId(chip == 'B' ? KitFirmware::ChipIdRevB : KitFirmware::ChipIdRevC);
+        });
+        const int previous = seen.value(seen.size() - 1, 0);
+        if (previous == EXIT_CODE_RESTART_REV_B)
+            writeFile(settings.fileName(), "[General]\nchipid=66\n");
+        window = std::make_unique<MainWindow>(kit.enumerator());
+        window->setRestartedForChip(previous == EXIT_CODE_RESTART_REV_B);
+        seen << runUntilConnected(*window);
+        window.reset();
+    }
+    QCOMPARE(seen, codes);
+    QCOMPARE(closer.texts(), messages);
 }
 
 void TestKitFaults::damagedSessions_data()

@@ -259,7 +259,10 @@ void TestKitLog::endsAreLogged_data()
     dataRow("whole reply", "", "loadFromDeviceButton", "35", "silence after 100 ms");
     dataRow("cut reply", "cut", "loadFromDeviceButton", "35",
             "silence after 100 ms; framing broke, not stored: ");
-    dataRow("write failure", "stall", "outputButton", "46", "write failed: not sent within 500 ms");
+    dataRow("write failure", "stall", "outputButton", "44 30",
+            "write failed: not sent within 500 ms");
+    dataRow("after a write failure", "stall", "outputButton", "46",
+            "not sent: a write of this action failed");
     dataRow("reply beyond its bound", "flood", "", "42", "bound reached: more than 12 bytes");
     dataRow("no reply read", "", "outputButton", "46", "written, no reply read");
 }

@@ -83,7 +83,7 @@ private slots:
                 "session: C");
         // The second pass starts over as revision B, which only the exit code -421 asks for.
         dataRow("revision B restarts once", "--chip B",
-                "Chip ID revision has changed\nCurrent Revision: B\nPrevious Revision: C|"
+                "Chip ID revision B found\nThe register map of revision B is loaded.|"
                 "Connected / Firmware ID: 2.3 / Chip ID: 0x2466 (Rev B)" +
                     title + "simulated kit|session: B");
         // A kit of the test's own on a port: the title names the port.

@@ -17,10 +17,18 @@ void ModalCloser::closeModal()
 {
     QWidget *modal = QApplication::activeModalWidget();
     if (auto *box = qobject_cast<QMessageBox *>(modal)) {
-        seenTexts.append(box->text());
-        seenBoxes.append(QStringLiteral("%1|%2|%3")
-                             .arg(box->windowTitle(), box->text())
-                             .arg(box->standardButtons()));
+        if (held != box) {
+            held = box;
+            heldFor.start();
+            seenTexts.append(box->text());
+            seenBoxes.append(QStringLiteral("%1|%2|%3")
+                                 .arg(box->windowTitle(), box->text())
+                                 .arg(box->standardButtons()));
+            seenDetails.append(box->text() + QLatin1Char('|') + box->informativeText());
+        }
+        if (heldFor.elapsed() < holdMs)
+            return;
+        held = nullptr;
         QAbstractButton *button = box->defaultButton();
         if (QAbstractButton *chosen = button ? button : box->buttons().value(0))
             chosen->click();

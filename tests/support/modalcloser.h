@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QElapsedTimer>
 #include <QObject>
+#include <QPointer>
 #include <QStringList>
 
 // Closes modal dialogs from a timer so that a test never hangs on one. Each
@@ -15,11 +17,16 @@ public:
 
     QStringList texts() const { return seenTexts; }
     QStringList boxes() const { return seenBoxes; }
+    // Each box's text, "|" and its informative text.
+    QStringList details() const { return seenDetails; }
     void clear()
     {
         seenTexts.clear();
         seenBoxes.clear();
+        seenDetails.clear();
     }
+    // Leaves each message box open this long before answering it, as a reader does.
+    void holdEachFor(int ms) { holdMs = ms; }
     // File names to give the next file dialogs, in order; an empty name cancels.
     void answerFileDialogs(const QStringList &names) { fileAnswers = names; }
 
@@ -28,5 +35,9 @@ private:
 
     QStringList seenTexts;
     QStringList seenBoxes;
+    QStringList seenDetails;
     QStringList fileAnswers;
+    int holdMs = 0;
+    QPointer<QWidget> held; // the box being held open, since heldFor started
+    QElapsedTimer heldFor;
 };
