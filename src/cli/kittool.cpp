@@ -7,7 +7,6 @@
 #include "link/serialcontroller.h"
 #include "link/wire.h"
 #include "registers/registercontroller.h"
-#include "registers/registerkeys.h"
 #include "registers/registermodel.h"
 #include "sensing/sensingcontroller.h"
 #include "sensing/sensingparameters.h"
@@ -15,9 +14,6 @@
 #include "toolport.h"
 
 #include <QCoreApplication>
-#include <QDir>
-#include <QElapsedTimer>
-#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
