@@ -139,11 +139,11 @@ int benchPulse(int argc, char **argv)
     QTimer::singleShot(IdleMs, &app, &QCoreApplication::quit);
     app.exec();
     const double idlePerSecond = (cpuSeconds(RUSAGE_SELF) - cpu) / (wall.elapsed() / 1000.0);
-    QMetaObject::Connection ended = QObject::connect(
-        &engine, &Engine::stateChanged, &app, [&](QAudio::Mode, QAudio::State state) {
-            if (state == QAudio::StoppedState)
-                app.quit();
-        });
+    QMetaObject::Connection ended = QObject::connect(&engine, &Engine::stateChanged, &app,
+                                                     [&](QAudio::Mode, QAudio::State state) {
+                                                         if (state == QAudio::StoppedState)
+                                                             app.quit();
+                                                     });
     cpu = cpuSeconds(RUSAGE_SELF);
     wall.restart();
     QTimer::singleShot(0, &engine, &Engine::startPlayback);

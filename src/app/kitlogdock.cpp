@@ -29,12 +29,6 @@ namespace {
 
 const QString VisibleKey = QStringLiteral("kit_log_visible");
 
-// The view's own settings file beside the session's, never inside it.
-QString viewSettingsName()
-{
-    return APP_NAME + QStringLiteral(" View");
-}
-
 } // namespace
 
 KitLogDock::KitLogDock(SerialController *serial, const QList<SerialDispatcher *> &dispatchers,
@@ -49,7 +43,7 @@ KitLogDock::KitLogDock(SerialController *serial, const QList<SerialDispatcher *>
     connectUi(serial, dispatchers);
     window->addDockWidget(Qt::BottomDockWidgetArea, this);
     const bool visible =
-        QSettings(QSettings::IniFormat, QSettings::UserScope, ORG_NAME, viewSettingsName())
+        QSettings(QSettings::IniFormat, QSettings::UserScope, ORG_NAME, VIEW_SETTINGS_NAME)
             .value(VisibleKey, false)
             .toBool();
     setVisible(visible);
@@ -209,7 +203,7 @@ void KitLogDock::noteBottom()
 
 void KitLogDock::rememberVisibility(bool visible)
 {
-    QSettings settings(QSettings::IniFormat, QSettings::UserScope, ORG_NAME, viewSettingsName());
+    QSettings settings(QSettings::IniFormat, QSettings::UserScope, ORG_NAME, VIEW_SETTINGS_NAME);
     settings.setValue(VisibleKey, visible);
     settings.sync();
 }

@@ -3,6 +3,7 @@
 #include "audio/audiowidget.h"
 #include "audiosettings/audiosettingscontroller.h"
 #include "constants.h"
+#include "kit/settingsfile.h"
 #include "kitlogdock.h"
 #include "link/linkaction.h"
 #include "link/serialcontroller.h"
@@ -14,7 +15,6 @@
 #include "sensing/sensingwidget.h"
 #include "sensing/thresholdcalibratorcontroller.h"
 #include "sensing/thresholdcalibratorwidget.h"
-#include "settingsfile.h"
 
 #include <QAction>
 #include <QComboBox>

@@ -1,6 +1,6 @@
 #include "settingdialog.h"
 
-#include "settingsfile.h"
+#include "kit/settingsfile.h"
 
 #include <QDir>
 #include <QFileDialog>

@@ -1,9 +1,9 @@
 #include "kittool.h"
 
 #include "app/constants.h"
-#include "app/settingsfile.h"
 #include "audiosettings/audiosettingscontroller.h"
 #include "kit/kittransfer.h"
+#include "kit/settingsfile.h"
 #include "link/serialcontroller.h"
 #include "link/wire.h"
 #include "registers/registercontroller.h"

@@ -1,6 +1,7 @@
 #include "kittransfer.h"
 
 #include "audiosettings/audiosettingscontroller.h"
+#include "link/linkaction.h"
 #include "link/serialcontroller.h"
 #include "registers/registercontroller.h"
 #include "registers/registerkeys.h"
@@ -115,6 +116,7 @@ QStringList KitTransfer::sensingTexts(int channel)
 
 KitTransfer::Result KitTransfer::load()
 {
+    const LinkAction action; // one message, and no more writes after one failed
     const int before = faults;
     sensing->readSettings();
     audioSettings->read();
@@ -165,6 +167,7 @@ KitTransfer::Result KitTransfer::sendParts()
 
 KitTransfer::Result KitTransfer::send()
 {
+    const LinkAction action;
     const Result result = sendParts();
     if (result != Result::Refused && !lost)
         activateSensing();
@@ -174,6 +177,7 @@ KitTransfer::Result KitTransfer::send()
 // The kit keeps what did go out; only a whole send and save counts as whole.
 KitTransfer::Result KitTransfer::sendAndSave()
 {
+    const LinkAction action;
     const Result sent = send();
     if (sent == Result::Refused || lost)
         return sent;

@@ -2,7 +2,7 @@
 #include "app/mainwindow.h"
 #include "app/runapplication.h"
 #include "app/settingdialog.h"
-#include "app/settingsfile.h"
+#include "kit/settingsfile.h"
 #include "support/datarow.h"
 #include "support/modalcloser.h"
 #include "support/testargv.h"
