@@ -1,5 +1,7 @@
 #pragma once
 
+#include "audiopluginfolder.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
@@ -41,17 +43,7 @@ public:
                       "\nload-module module-null-sink sink_name=" + LaptopSink +
                       " sink_properties=\"device.description='Built-in Audio Analog Stereo'\"\n" +
                       "set-default-sink " + LaptopSink + "\n");
-        // Qt's plugins as the system has them, with only the PulseAudio one for audio.
-        const QDir system(QLibraryInfo::location(QLibraryInfo::PluginsPath));
-        QDir plugins(dir.filePath("plugins"));
-        plugins.mkpath("audio");
-        for (const QString &entry : system.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-            if (entry != "audio")
-                QFile::link(system.filePath(entry), plugins.filePath(entry));
-        }
-        for (const QString &plugin : QDir(system.filePath("audio")).entryList({"*pulse*"}))
-            QFile::link(system.filePath("audio/" + plugin), plugins.filePath("audio/" + plugin));
-        QCoreApplication::setLibraryPaths({plugins.path()});
+        useOnlyAudioPlugin(dir.filePath("plugins"), "*pulse*");
     }
     ~PulseAudioServer()
     {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "audiopluginfolder.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
@@ -20,17 +22,7 @@ public:
     {
         qputenv("HOME", dir.path().toLocal8Bit());
         writeConfig(withKit);
-        // A plugin folder like the system's, with only the ALSA plugin among the audio ones.
-        const QDir system(QLibraryInfo::location(QLibraryInfo::PluginsPath));
-        QDir plugins(dir.filePath("plugins"));
-        plugins.mkpath("audio");
-        for (const QString &entry : system.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-            if (entry != "audio")
-                QFile::link(system.filePath(entry), plugins.filePath(entry));
-        }
-        for (const QString &plugin : QDir(system.filePath("audio")).entryList({"*alsa*"}))
-            QFile::link(system.filePath("audio/" + plugin), plugins.filePath("audio/" + plugin));
-        QCoreApplication::setLibraryPaths({plugins.path()});
+        useOnlyAudioPlugin(dir.filePath("plugins"), "*alsa*");
     }
 
     QString path() const { return dir.path(); }

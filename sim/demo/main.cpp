@@ -1,7 +1,7 @@
 #include "app/constants.h"
 #include "app/runapplication.h"
-#include "fixedport.h"
 #include "kitoptions.h"
+#include "link/portenumerator.h"
 #include "simulatedkit.h"
 
 #include <QDir>

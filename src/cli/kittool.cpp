@@ -11,7 +11,6 @@
 #include "sensing/sensingcontroller.h"
 #include "sensing/sensingparameters.h"
 #include "sensing/thresholdcalibratorcontroller.h"
-#include "toolport.h"
 
 #include <QCoreApplication>
 #include <QJsonArray>
@@ -395,7 +394,7 @@ std::optional<Failure> Run::openSession(const QString &path)
 std::optional<Failure> Run::connectKit(bool takeChip)
 {
     const QString port = options.value(QStringLiteral("--port"));
-    const PortEnumerator enumerate = port.isEmpty() ? PortEnumerator(systemPorts) : namedPort(port);
+    const PortEnumerator enumerate = port.isEmpty() ? PortEnumerator(systemPorts) : fixedPort(port);
     if (!port.isEmpty() && enumerate().isEmpty())
         return Failure{KitTool::NoKit, QStringLiteral("%1: no such serial device").arg(port)};
     for (int pass = 0; pass < 2; ++pass) {

@@ -1,10 +1,13 @@
 #include "portenumerator.h"
 
+#include "serialcontroller.h"
+
 #include <QElapsedTimer>
 #include <QFile>
 #include <QSerialPortInfo>
 #include <memory>
 #include <mutex>
+#include <sys/stat.h>
 
 #ifdef Q_OS_LINUX
 #include <sys/inotify.h>
@@ -130,5 +133,22 @@ PortEnumerator scanOnChange(PortEnumerator scan, const QStringList &folders, int
         }
         state->ports = scan ? scan() : QList<PortCandidate>();
         return state->ports;
+    };
+}
+
+PortEnumerator fixedPort(const QString &path)
+{
+    return [path]() {
+        // Only the node is looked at: opening a real port to probe it would toggle its
+        // control lines, which may reset the kit.
+        struct stat info;
+        if (::stat(QFile::encodeName(path).constData(), &info) != 0 || !S_ISCHR(info.st_mode))
+            return QList<PortCandidate>();
+        PortCandidate port;
+        port.systemLocation = path;
+        port.hasIdentifiers = true;
+        port.vendorIdentifier = SerialController::KitVendorId;
+        port.productIdentifier = SerialController::KitProductId;
+        return QList<PortCandidate>{port};
     };
 }

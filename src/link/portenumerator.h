@@ -35,3 +35,10 @@ QList<PortCandidate> scanSystemPorts();
 // since udev may finish describing a new device only after its node appears. Where
 // the folders cannot be watched every call scans. Safe from any thread.
 PortEnumerator scanOnChange(PortEnumerator scan, const QStringList &folders, int settleMs);
+
+// Lists the device at `path` as the kit, with the kit's USB identifiers, whatever it
+// really is: the demo's and the tool's --port, for a kit on any serial device or the
+// simulator. The path is listed only while it names a character device (a USB port's
+// node goes with the kit, a pseudo-terminal's with its other side), so that a kit that
+// goes away is seen to go, as an unplugged kit is, and is found again when it comes back.
+PortEnumerator fixedPort(const QString &path);

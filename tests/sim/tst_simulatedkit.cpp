@@ -1,5 +1,5 @@
-#include "fixedport.h"
 #include "kitoptions.h"
+#include "link/portenumerator.h"
 #include "link/serialcontroller.h"
 #include "simulatedkit.h"
 #include "support/datarow.h"
