@@ -166,7 +166,7 @@ void AudioWidget::fillOutputBox()
     const QSignalBlocker blocker(outputBox);
     outputBox->clear();
     outputBox->addItem(tr("Automatic"), QString());
-    for (const QAudioDeviceInfo &device : QAudioDeviceInfo::availableDevices(QAudio::AudioOutput))
+    for (const QAudioDeviceInfo &device : engine->availableOutputs())
         outputBox->addItem(device.deviceName(), device.deviceName());
     // The choice in force: a remembered device that is gone shows as automatic.
     outputBox->setCurrentIndex(qMax(0, outputBox->findData(engine->chosenOutput())));

@@ -45,9 +45,8 @@ bool deviceAvailable(const QAudioDeviceInfo &device)
 
 // The system's default output. Qt's ALSA plugin calls the first device it lists the
 // default, often a rate converter that plays nothing; ALSA's own "default" is the one.
-QAudioDeviceInfo systemDefaultOutput()
+QAudioDeviceInfo systemDefaultOutput(const QList<QAudioDeviceInfo> &devices)
 {
-    const QList<QAudioDeviceInfo> devices = QAudioDeviceInfo::availableDevices(QAudio::AudioOutput);
     for (const QAudioDeviceInfo &device : devices) {
         if (device.deviceName() == QLatin1String("default"))
             return device;
@@ -82,7 +81,9 @@ void discard(QObject *object)
 
 } // namespace
 
-Engine::Engine(QObject *parent) : QObject(parent), outputDevice(systemDefaultOutput())
+Engine::Engine(QObject *parent)
+    : QObject(parent),
+      outputDevice(systemDefaultOutput(QAudioDeviceInfo::availableDevices(QAudio::AudioOutput)))
 {
     watchTimer.setInterval(WatchIntervalMs);
     connect(&watchTimer, SIGNAL(timeout()), this, SLOT(watchOutput()));
@@ -236,7 +237,10 @@ void Engine::setAudioOutputDevice(const QAudioDeviceInfo &device)
 
 void Engine::rescanAudioDevices()
 {
-    const QList<QAudioDeviceInfo> devices = QAudioDeviceInfo::availableDevices(QAudio::AudioOutput);
+    // Listing the devices is slow (ALSA parses its whole configuration), so one listing
+    // serves the choice here and the page's list of outputs.
+    outputs = QAudioDeviceInfo::availableDevices(QAudio::AudioOutput);
+    const QList<QAudioDeviceInfo> &devices = outputs;
     const QHash<QString, QString> cards = alsaCardNames();
     const QAudioDeviceInfo *best = nullptr;
     int bestRank = 0;
@@ -251,7 +255,7 @@ void Engine::rescanAudioDevices()
             bestRank = rank;
         }
     }
-    setAudioOutputDevice(best ? *best : systemDefaultOutput());
+    setAudioOutputDevice(best ? *best : systemDefaultOutput(devices));
 }
 
 void Engine::setChosenOutput(const QString &deviceName)

@@ -45,6 +45,8 @@ public:
     const QAudioDeviceInfo &audioOutputDevice() const { return outputDevice; }
     // The output the user chose by name; empty for the kit's device or the default.
     QString chosenOutput() const { return chosen; }
+    // The outputs as the last rescanAudioDevices() found them.
+    QList<QAudioDeviceInfo> availableOutputs() const { return outputs; }
 
     void setWindowFunction(WindowFunction type);
 
@@ -118,6 +120,7 @@ private:
     qint64 spectrumPosition = 0;
 
     QString chosen;
+    QList<QAudioDeviceInfo> outputs;
     // Follows the output while it plays, so that neither a late or missed state signal
     // nor a device that vanished leaves playback hanging.
     QTimer watchTimer;
