@@ -81,9 +81,8 @@ void discard(QObject *object)
 
 } // namespace
 
-Engine::Engine(QObject *parent)
-    : QObject(parent),
-      outputDevice(systemDefaultOutput(QAudioDeviceInfo::availableDevices(QAudio::AudioOutput)))
+// The output is chosen by the first rescan, from the one listing it makes.
+Engine::Engine(QObject *parent) : QObject(parent)
 {
     watchTimer.setInterval(WatchIntervalMs);
     connect(&watchTimer, SIGNAL(timeout()), this, SLOT(watchOutput()));
@@ -379,9 +378,12 @@ void Engine::watchOutput()
         sinceProgress.restart();
     }
     bool lost = sinceProgress.elapsed() > StallLimitMs;
-    if (!lost && sinceDeviceCheck.elapsed() >= DeviceCheckMs) {
+    // Listing the devices can take long (ALSA parses its whole configuration each time):
+    // the looks are spaced so that they never take more than a twentieth of the time.
+    if (!lost && sinceDeviceCheck.elapsed() >= qMax(DeviceCheckMs, 20 * deviceCheckCostMs)) {
         sinceDeviceCheck.restart();
         lost = !deviceAvailable(outputDevice);
+        deviceCheckCostMs = sinceDeviceCheck.elapsed();
     }
     if (lost) {
         loseOutput();

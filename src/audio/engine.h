@@ -129,4 +129,5 @@ private:
     QElapsedTimer sinceIdle;
     QElapsedTimer sinceEnd;
     QElapsedTimer sinceDeviceCheck;
+    qint64 deviceCheckCostMs = 0; // how long the last look at the devices took
 };
