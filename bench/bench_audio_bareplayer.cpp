@@ -6,6 +6,7 @@
 //
 // Prints "idle <cpu s> <wall s>", "play <cpu s> <wall s>", "rss <before> <peak> <after>" (kB).
 
+#include "processstats.h"
 #include <QAudioDeviceInfo>
 #include <QAudioOutput>
 #include <QCoreApplication>
@@ -14,29 +15,6 @@
 #include <QTimer>
 #include <cstdio>
 #include <sys/resource.h>
-
-namespace {
-
-double cpuSeconds()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec +
-           (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
-
-qint64 residentKb()
-{
-    QFile status("/proc/self/status");
-    status.open(QIODevice::ReadOnly);
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith("VmRSS:"))
-            return line.mid(6).trimmed().split(' ').first().toLongLong();
-    }
-    return 0;
-}
-
-} // namespace
 
 int main(int argc, char **argv)
 {

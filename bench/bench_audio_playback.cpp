@@ -12,6 +12,7 @@
 //     bench_audio_playback pulse [seconds]  (default 20)
 
 #include "audio/engine.h"
+#include "processstats.h"
 #include "pulseaudioserver.h"
 #include "virtualaudiodevice.h"
 #include "wavwriter.h"
@@ -29,25 +30,6 @@ namespace {
 constexpr int Rate = 44100;
 constexpr int Channels = 2;
 constexpr int BytesPerSecond = Rate * Channels * 2;
-
-qint64 residentKb()
-{
-    QFile status("/proc/self/status");
-    status.open(QIODevice::ReadOnly);
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith("VmRSS:"))
-            return line.mid(6).trimmed().split(' ').first().toLongLong();
-    }
-    return 0;
-}
-
-double cpuSeconds(int who)
-{
-    rusage usage{};
-    getrusage(who, &usage);
-    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec +
-           (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
 
 bool writeWav(const QString &fileName, qint64 dataBytes)
 {
